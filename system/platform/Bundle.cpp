@@ -1,0 +1,187 @@
+#include "system/platform/Bundle.h"
+
+#include "system/platform/FileManager.h"
+
+#include <plist/plist.h>
+
+#include <QDateTime>
+
+#include <cstdlib>
+
+namespace platform {
+
+namespace {
+
+// The property list library works its way through nested values by recursion. A file of this
+// size cannot nest deeply enough to exhaust the stack, and no real dictionary comes near it.
+constexpr qint64 largestInfoFile = 512 * 1024; // bytes
+
+constexpr int deepestValue = 16;
+
+struct PlistDeleter
+{
+    void operator()(void *node) const { plist_free(node); }
+};
+using PlistPointer = std::unique_ptr<void, PlistDeleter>;
+
+QString textOfNode(plist_t node)
+{
+    char *text = nullptr;
+    plist_get_string_val(node, &text);
+    // An empty text is a text: not null.
+    const QString result = text && *text ? QString::fromUtf8(text) : QStringLiteral("");
+    std::free(text);
+    return result;
+}
+
+QVariantMap mapOfNode(plist_t node, int depth);
+
+QVariant variantOfNode(plist_t node, int depth)
+{
+    switch (plist_get_node_type(node)) {
+    case PLIST_STRING:
+        return textOfNode(node);
+    case PLIST_BOOLEAN: {
+        uint8_t value = 0;
+        plist_get_bool_val(node, &value);
+        return value != 0;
+    }
+    case PLIST_UINT: {
+        uint64_t value = 0;
+        plist_get_uint_val(node, &value);
+        return quint64(value);
+    }
+    case PLIST_REAL: {
+        double value = 0;
+        plist_get_real_val(node, &value);
+        return value;
+    }
+    case PLIST_DATE: {
+        constexpr qint64 startOf2001 = 978307200; // the format's own epoch, in Unix time
+        int32_t seconds = 0;
+        int32_t microseconds = 0;
+        plist_get_date_val(node, &seconds, &microseconds);
+        return QDateTime::fromSecsSinceEpoch(startOf2001 + seconds).addMSecs(microseconds / 1000);
+    }
+    case PLIST_DATA: {
+        uint64_t length = 0;
+        const char *bytes = plist_get_data_ptr(node, &length);
+        return QByteArray(bytes, qsizetype(length));
+    }
+    case PLIST_ARRAY: {
+        QVariantList list;
+        for (uint32_t i = 0; depth < deepestValue && i < plist_array_get_size(node); ++i) {
+            list.append(variantOfNode(plist_array_get_item(node, i), depth + 1));
+        }
+        return list;
+    }
+    case PLIST_DICT:
+        return mapOfNode(node, depth);
+    default:
+        return {};
+    }
+}
+
+QVariantMap mapOfNode(plist_t node, int depth)
+{
+    QVariantMap map;
+    if (depth >= deepestValue) {
+        return map;
+    }
+    plist_dict_iter iterator = nullptr;
+    plist_dict_new_iter(node, &iterator);
+    for (;;) {
+        char *key = nullptr;
+        plist_t value = nullptr;
+        plist_dict_next_item(node, iterator, &key, &value);
+        if (!value) {
+            std::free(key);
+            break;
+        }
+        map.insert(QString::fromUtf8(key), variantOfNode(value, depth + 1));
+        std::free(key);
+    }
+    std::free(iterator);
+    return map;
+}
+
+QVariantMap propertyList(const QByteArray &bytes)
+{
+    plist_t node = nullptr;
+    plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &node);
+    const PlistPointer root(node);
+    if (!root || plist_get_node_type(root.get()) != PLIST_DICT) {
+        return {};
+    }
+    return mapOfNode(root.get(), 0);
+}
+
+/// A file's name as a dictionary gives it, or null when it would lead to another folder.
+QString plainName(const QString &name)
+{
+    const bool leadsElsewhere = name.contains(u'/') || name == u"." || name == u"..";
+    return name.isEmpty() || leadsElsewhere ? QString() : name;
+}
+
+} // namespace
+
+std::shared_ptr<Bundle> Bundle::bundleWithPath(const QString &path)
+{
+    if (path.isEmpty() || !FileManager::defaultManager().isFolder(path)) {
+        return nullptr;
+    }
+    return std::shared_ptr<Bundle>(new Bundle(path));
+}
+
+void Bundle::load() const
+{
+    m_loaded = true;
+    FileManager &fileManager = FileManager::defaultManager();
+    for (const char *folder : {"/Contents", "/Resources", ""}) {
+        const QString contentsPath = m_path + QLatin1String(folder);
+        const QString infoPath = contentsPath + QStringLiteral("/Info.plist");
+        if (!fileManager.fileExistsAtPath(infoPath)) {
+            continue;
+        }
+        m_contentsPath = contentsPath;
+        const auto bytes = fileManager.contentsAtPath(infoPath, largestInfoFile);
+        m_infoDictionary = bytes ? propertyList(*bytes) : QVariantMap();
+        return;
+    }
+}
+
+const QVariantMap &Bundle::infoDictionary() const
+{
+    if (!m_loaded) {
+        load();
+    }
+    return m_infoDictionary;
+}
+
+QString Bundle::infoText(const QString &key) const
+{
+    const QVariant value = infoDictionary().value(key);
+    return value.typeId() == QMetaType::QString ? value.toString() : QString();
+}
+
+QString Bundle::executablePath() const
+{
+    const QString name = plainName(infoText(QStringLiteral("CFBundleExecutable")));
+    return name.isNull() ? QString() : m_contentsPath + QStringLiteral("/MacOS/") + name;
+}
+
+QString Bundle::iconPath() const
+{
+    QString name = plainName(infoText(QStringLiteral("CFBundleIconFile")));
+    if (name.isNull()) {
+        return {};
+    }
+    if (!name.endsWith(QLatin1String(".icns"))) {
+        name += QLatin1String(".icns");
+    }
+    const bool insideResources = m_contentsPath.endsWith(QLatin1String("/Resources"));
+    return m_contentsPath +
+           (insideResources ? QStringLiteral("/") : QStringLiteral("/Resources/")) + name;
+}
+
+} // namespace platform

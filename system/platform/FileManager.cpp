@@ -1,0 +1,123 @@
+#include "system/platform/FileManager.h"
+
+#include "system/platform/PathEncoding.h"
+
+#include <QFile>
+
+#include <fcntl.h>
+
+namespace platform {
+
+namespace {
+
+QDateTime dateFromTimestamp(const timespec &time)
+{
+    const qint64 milliseconds = qint64(time.tv_sec) * 1000 + time.tv_nsec / 1'000'000;
+    return QDateTime::fromMSecsSinceEpoch(milliseconds);
+}
+
+bool answer(bool succeeded, const std::string &description, Error *error)
+{
+    if (!succeeded && error) {
+        error->localizedDescription = QString::fromStdString(description);
+    }
+    return succeeded;
+}
+
+} // namespace
+
+FileManager::FileManager() : m_service(Volume::current()) {}
+
+FileManager &FileManager::defaultManager()
+{
+    static FileManager manager;
+    return manager;
+}
+
+bool FileManager::fileExistsAtPath(const QString &path) const
+{
+    return m_service.exists(bytesFromPath(path));
+}
+
+bool FileManager::isFolder(const QString &path) const
+{
+    return Volume::current().open(bytesFromPath(path), O_PATH | O_DIRECTORY).isOpen();
+}
+
+std::optional<QStringList> FileManager::contentsOfDirectoryAtPath(const QString &path) const
+{
+    const auto names = m_service.contents(bytesFromPath(path));
+    if (!names) {
+        return std::nullopt;
+    }
+    QStringList contents;
+    contents.reserve(qsizetype(names->size()));
+    for (const std::string &name : *names) {
+        contents.append(pathFromBytes(name));
+    }
+    return contents;
+}
+
+std::optional<QStringList> FileManager::subpathsAtPath(const QString &path) const
+{
+    QStringList subpaths;
+    const bool listed = m_service.visitSubpaths(bytesFromPath(path), [&](std::string_view subpath) {
+        subpaths.append(pathFromBytes(subpath));
+    });
+    return listed ? std::optional(subpaths) : std::nullopt;
+}
+
+std::optional<ItemAttributes> FileManager::attributesOfItemAtPath(const QString &path) const
+{
+    const auto attributes = m_service.attributes(bytesFromPath(path));
+    if (!attributes) {
+        return std::nullopt;
+    }
+    return ItemAttributes{attributes->size, dateFromTimestamp(attributes->modificationDate)};
+}
+
+bool FileManager::copyItemAtPath(const QString &source, const QString &destination,
+                                 Error *error) const
+{
+    std::string description;
+    const bool copied =
+        m_service.copy(bytesFromPath(source), bytesFromPath(destination), description);
+    return answer(copied, description, error);
+}
+
+bool FileManager::removeItemAtPath(const QString &path, Error *error) const
+{
+    std::string description;
+    return answer(m_service.remove(bytesFromPath(path), description), description, error);
+}
+
+QDateTime FileManager::modificationDate(const QString &path) const
+{
+    const auto attributes = attributesOfItemAtPath(path);
+    return attributes ? attributes->modificationDate : QDateTime();
+}
+
+float FileManager::directorySize(const QString &path) const
+{
+    return float(double(m_service.totalSize(bytesFromPath(path))) / 1'000'000.0);
+}
+
+std::optional<QByteArray> FileManager::contentsAtPath(const QString &path, qint64 limit) const
+{
+    // Not to wait for a writer if the item is a FIFO.
+    const FileDescriptor descriptor =
+        Volume::current().open(bytesFromPath(path), O_RDONLY | O_NONBLOCK);
+    struct stat status = {};
+    if (!descriptor.isOpen() || ::fstat(descriptor.get(), &status) != 0 ||
+        !S_ISREG(status.st_mode) || status.st_size > limit) {
+        return std::nullopt;
+    }
+    QFile file;
+    if (!file.open(descriptor.get(), QIODevice::ReadOnly, QFileDevice::DontCloseHandle)) {
+        return std::nullopt;
+    }
+    const QByteArray bytes = file.read(limit);
+    return file.error() == QFileDevice::NoError ? std::optional(bytes) : std::nullopt;
+}
+
+} // namespace platform

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "system/platform/files/FileService.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace platform {
+
+/// Why a file operation failed.
+struct Error
+{
+    QString localizedDescription; ///< one line that a person understands
+};
+
+/// What a file manager reports of an item.
+struct ItemAttributes
+{
+    quint64 fileSize = 0;       ///< NSFileSize, bytes
+    QDateTime modificationDate; ///< NSFileModificationDate, to the millisecond
+};
+
+/// Stands for NSFileManager: the file service under the program's own paths.
+///
+/// Every path is absolute on the current volume. All operations are synchronous.
+class FileManager
+{
+public:
+    static FileManager &defaultManager();
+
+    /// True when an item of any kind exists at `path`. Links are followed; what cannot be
+    /// determined does not exist.
+    bool fileExistsAtPath(const QString &path) const;
+
+    /// True when `path` is a folder, or a link to one.
+    bool isFolder(const QString &path) const;
+
+    /// The names of the folder's direct entries; nothing when it cannot be read as a folder.
+    std::optional<QStringList> contentsOfDirectoryAtPath(const QString &path) const;
+
+    /// The relative path of every item below the folder, at every depth; nothing when the
+    /// folder cannot be listed.
+    std::optional<QStringList> subpathsAtPath(const QString &path) const;
+
+    /// The attributes of the item itself (a link is not followed); nothing when unreadable.
+    std::optional<ItemAttributes> attributesOfItemAtPath(const QString &path) const;
+
+    /// Copies a file, or a folder with everything in it, to a path at which nothing exists.
+    /// The destination appears whole or not at all. On failure answers no and sets `error`.
+    bool copyItemAtPath(const QString &source, const QString &destination, Error *error) const;
+
+    /// Removes a file, or a folder with everything in it. On failure answers no and sets `error`.
+    bool removeItemAtPath(const QString &path, Error *error) const;
+
+    /// The item's modification date; invalid when it cannot be read.
+    QDateTime modificationDate(const QString &path) const;
+
+    /// The sizes of all items below the folder, added up: megabytes of 1,000,000 bytes, 0 when
+    /// nothing can be listed.
+    float directorySize(const QString &path) const;
+
+    /// The bytes of the regular file at `path`, links followed inside the volume. Nothing when
+    /// it cannot be read or is larger than `limit` bytes.
+    std::optional<QByteArray> contentsAtPath(const QString &path, qint64 limit) const;
+
+private:
+    FileManager();
+
+    FileService m_service;
+};
+
+} // namespace platform

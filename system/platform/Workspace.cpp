@@ -1,0 +1,182 @@
+#include "system/platform/Workspace.h"
+
+#include "system/platform/Bundle.h"
+#include "system/platform/FileManager.h"
+#include "system/platform/PathEncoding.h"
+#include "system/platform/Task.h"
+#include "system/platform/files/Volume.h"
+
+#include <QBuffer>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusReply>
+#include <QFile>
+#include <QFileInfo>
+#include <QImageReader>
+#include <QPainter>
+#include <QPixmap>
+#include <QProcess>
+#include <QStandardPaths>
+
+#include <fcntl.h>
+
+#include <algorithm>
+
+namespace platform {
+
+namespace {
+
+constexpr qint64 largestIconFile = 32 * 1024 * 1024; // bytes
+constexpr int mostIconImages = 32;
+
+const QString fileManagerService = QStringLiteral("org.freedesktop.FileManager1");
+
+/// The host's path of the item itself at a program's path; null when it does not exist.
+QString hostPathOfItem(const QString &path)
+{
+    const std::string host = Volume::current().hostPath(bytesFromPath(path));
+    return host.empty() ? QString() : pathFromBytes(host);
+}
+
+/// The host's path of what a program's path leads to, links followed inside the volume; null
+/// when there is nothing. The host itself has no link left to follow, and so to be misled by.
+QString hostPathOfTarget(const QString &path)
+{
+    const FileDescriptor target = Volume::current().open(bytesFromPath(path), O_PATH);
+    return target.isOpen()
+               ? QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(target.get()))
+               : QString();
+}
+
+bool startDetached(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.setProgram(program);
+    process.setArguments(arguments);
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.setStandardOutputFile(QProcess::nullDevice());
+    process.setStandardErrorFile(QProcess::nullDevice());
+    return process.startDetached();
+}
+
+bool openHostItem(const QString &host)
+{
+    const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
+    return !opener.isEmpty() && startDetached(opener, {host});
+}
+
+QIcon iconFromImages(const QByteArray &bytes)
+{
+    QBuffer buffer;
+    buffer.setData(bytes);
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer, "icns");
+    QIcon icon;
+    const int count = qMin(reader.imageCount(), mostIconImages);
+    for (int i = 0; i < count; ++i) {
+        reader.jumpToImage(i);
+        const QImage image = reader.read();
+        if (!image.isNull()) {
+            icon.addPixmap(QPixmap::fromImage(image));
+        }
+    }
+    return icon;
+}
+
+/// The desktop's icon for programs, or a plain tile where its theme has none.
+QIcon fallbackIcon()
+{
+    const QIcon themed = QIcon::fromTheme(QStringLiteral("application-x-executable"));
+    if (!themed.isNull()) {
+        return themed;
+    }
+    QPixmap tile(256, 256);
+    tile.fill(Qt::transparent);
+    QPainter painter(&tile);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(0x8a, 0x96, 0xa3));
+    painter.drawRoundedRect(QRect(20, 20, 216, 216), 52, 52);
+    return QIcon(tile);
+}
+
+bool isFileManagerServiceAvailable(const QDBusConnection &bus)
+{
+    QDBusConnectionInterface *const names = bus.interface();
+    return names && (names->isServiceRegistered(fileManagerService).value() ||
+                     names->activatableServiceNames().value().contains(fileManagerService));
+}
+
+} // namespace
+
+Workspace &Workspace::sharedWorkspace()
+{
+    static Workspace workspace;
+    return workspace;
+}
+
+QIcon Workspace::iconForFile(const QString &path) const
+{
+    const auto bundle = Bundle::bundleWithPath(path);
+    const QString iconPath = bundle ? bundle->iconPath() : QString();
+    if (iconPath.isNull()) {
+        return fallbackIcon();
+    }
+    const auto bytes = FileManager::defaultManager().contentsAtPath(iconPath, largestIconFile);
+    const QIcon icon = bytes ? iconFromImages(*bytes) : QIcon();
+    return icon.isNull() ? fallbackIcon() : icon;
+}
+
+bool Workspace::openURL(const QUrl &url)
+{
+    const QString host = hostPathOfTarget(url.toLocalFile());
+    return !host.isNull() && openHostItem(host);
+}
+
+bool Workspace::selectFile(const QString &path, const QString &)
+{
+    const QString host = hostPathOfItem(path);
+    if (host.isNull()) {
+        return false;
+    }
+    const QString enclosingFolder = QFileInfo(host).path();
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected() || !isFileManagerServiceAvailable(bus)) {
+        return openHostItem(enclosingFolder);
+    }
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        fileManagerService, QStringLiteral("/org/freedesktop/FileManager1"), fileManagerService,
+        QStringLiteral("ShowItems"));
+    message << QStringList(QString::fromLatin1(QUrl::fromLocalFile(host).toEncoded())) << QString();
+    auto *const watcher = new QDBusPendingCallWatcher(bus.asyncCall(message));
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [=] {
+        if (watcher->isError()) {
+            openHostItem(enclosingFolder);
+        }
+        watcher->deleteLater();
+    });
+    return true;
+}
+
+bool Workspace::launchApplication(const QString &path)
+{
+    const auto bundle = Bundle::bundleWithPath(path);
+    const QString executable = bundle ? bundle->executablePath() : QString();
+    if (executable.isNull()) {
+        return false;
+    }
+    const QString program = hostPathOfTarget(executable);
+    const QFileInfo programFile(program);
+    if (program.isNull() || !programFile.isFile() || !programFile.isExecutable()) {
+        return false;
+    }
+    const QStringList processes =
+        Task::outputLines(QStringLiteral("/bin/ps"), {QStringLiteral("-A")});
+    const bool isRunning = std::any_of(processes.begin(), processes.end(),
+                                       [&](const QString &line) { return line.contains(program); });
+    return !isRunning && startDetached(program, {});
+}
+
+} // namespace platform

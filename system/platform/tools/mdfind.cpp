@@ -1,0 +1,114 @@
+// Stands for /usr/bin/mdfind: prints the absolute path of every application bundle on the
+// volume, one per line. It answers the one query that the program asks.
+//
+// Looked through are the volume's application folders, its system folders and its home folders.
+// No bundle is looked into, no symbolic link is followed, and what cannot be read is passed over.
+// Entries are taken in the order of their bytes, so that the output of one disk is always the same.
+
+#include "system/platform/files/Volume.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <pwd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using platform::Volume;
+
+constexpr std::string_view query = "kMDItemKind=Application";
+
+struct DirectoryCloser
+{
+    void operator()(DIR *directory) const { ::closedir(directory); }
+};
+
+/// The paths of the folders directly inside the folder at `path`, sorted. A name with a line
+/// break is left out: it could not be told from two lines.
+std::vector<std::string> foldersIn(const Volume &volume, const std::string &path)
+{
+    std::vector<std::string> folders;
+    const platform::FileDescriptor descriptor =
+        volume.open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    if (!descriptor.isOpen()) {
+        return folders;
+    }
+    const std::unique_ptr<DIR, DirectoryCloser> directory(::fdopendir(::dup(descriptor.get())));
+    while (const dirent *entry = directory ? ::readdir(directory.get()) : nullptr) {
+        const std::string_view name = entry->d_name;
+        const bool mayBeFolder = entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN;
+        if (!mayBeFolder || name == "." || name == ".." ||
+            name.find_first_of("\n\r") != std::string_view::npos) {
+            continue;
+        }
+        folders.push_back(std::string(path == "/" ? "" : path).append(1, '/').append(name));
+    }
+    std::sort(folders.begin(), folders.end());
+    return folders;
+}
+
+bool isBundle(std::string_view path)
+{
+    constexpr std::string_view extension = ".app";
+    return path.size() > extension.size() &&
+           ::strncasecmp(path.data() + path.size() - extension.size(), extension.data(),
+                         extension.size()) == 0;
+}
+
+/// The folders of the volume in which applications lie. On the host's own disk, one home is
+/// looked through: the user's.
+std::vector<std::string> searchedFolders(const Volume &volume)
+{
+    std::vector<std::string> searched;
+    for (const std::string &folder : foldersIn(volume, "/")) {
+        for (const char *name : {"/Applications", "/System", "/Library", "/Users"}) {
+            if (::strcasecmp(folder.c_str(), name) == 0) {
+                searched.push_back(folder);
+            }
+        }
+    }
+    const passwd *user = volume.isHost() ? ::getpwuid(::getuid()) : nullptr;
+    if (user && std::string_view(user->pw_dir) != "/") {
+        searched.emplace_back(user->pw_dir);
+    }
+    return searched;
+}
+
+void printBundles(const Volume &volume)
+{
+    std::vector<std::string> pending = searchedFolders(volume);
+    std::reverse(pending.begin(), pending.end());
+    while (!pending.empty()) {
+        const std::string path = std::move(pending.back());
+        pending.pop_back();
+        if (isBundle(path)) {
+            std::puts(path.c_str());
+            continue;
+        }
+        const std::vector<std::string> folders = foldersIn(volume, path);
+        pending.insert(pending.end(), folders.rbegin(), folders.rend());
+    }
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    if (argc != 2 || argv[1] != query) {
+        std::fprintf(stderr, "Usage: mdfind %s\n", query.data());
+        return 2;
+    }
+    const Volume &volume = Volume::current();
+    if (!volume.open("/", O_PATH | O_DIRECTORY).isOpen()) {
+        return 1;
+    }
+    printBundles(volume);
+    return std::fflush(stdout) == 0 ? 0 : 1;
+}

@@ -1,0 +1,8 @@
+#include "ui/MainWindow.h"
+
+#include "ui_MainWindow.h"
+
+void setUpMainWindow(QMainWindow &window)
+{
+    Ui::MainWindow().setupUi(&window);
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace platform {
+
+/// Stands for NSAlert: an application-modal question or message.
+///
+/// The buttons stand in the order in which they were added, whatever the desktop's own habit. The
+/// first one answers Return; one titled "Cancel", or else the only one, answers Escape.
+class Alert
+{
+public:
+    enum Style
+    {
+        Warning = 0,
+        Informational = 1,
+        Critical = 2
+    };
+
+    /// What runModal answers for the first button; each further one answers one more.
+    static constexpr int firstButtonReturn = 1000;
+
+    void setAlertStyle(Style style) { m_style = style; }
+    void setMessageText(const QString &text) { m_messageText = text; }
+    void setInformativeText(const QString &text) { m_informativeText = text; }
+    void addButtonWithTitle(const QString &title) { m_buttonTitles.append(title); }
+
+    /// Shows the alert and returns when it has been closed, with the response of the button that
+    /// closed it.
+    int runModal();
+
+private:
+    Style m_style = Warning;
+    QString m_messageText;
+    QString m_informativeText;
+    QStringList m_buttonTitles;
+};
+
+} // namespace platform

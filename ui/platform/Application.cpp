@@ -1,0 +1,68 @@
+#include "ui/platform/Application.h"
+
+#include "ui/platform/LayoutConnections.h"
+#include "ui/platform/ViewController.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QIcon>
+#include <QMainWindow>
+#include <QWindow>
+
+#include <csignal>
+
+namespace platform {
+
+namespace {
+
+/// Shows the window and returns when it has been drawn, or soon where nobody looks at it.
+void showDrawn(QMainWindow &window)
+{
+    window.show();
+    constexpr int longestWait = 1000; // milliseconds
+    QElapsedTimer waiting;
+    waiting.start();
+    while (!window.windowHandle()->isExposed() && !waiting.hasExpired(longestWait)) {
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents, 20);
+    }
+    window.repaint();
+}
+
+} // namespace
+
+int applicationMain(int argc, char *argv[], const ApplicationInformation &information)
+{
+    // A reader of standard output that went away must not end a restore half-way.
+    std::signal(SIGPIPE, SIG_IGN);
+
+    int programNameOnly = qMin(argc, 1);
+    QApplication application(programNameOnly, argv);
+    QApplication::setApplicationName(information.name.toLower());
+    QApplication::setApplicationDisplayName(information.name);
+    QApplication::setApplicationVersion(information.version);
+    QApplication::setDesktopFileName(information.desktopFileName);
+    QApplication::setWindowIcon(QIcon(information.iconFile));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    const auto delegate = information.makeDelegate();
+    QObject::connect(&application, &QApplication::lastWindowClosed, &application, [&] {
+        if (delegate->applicationShouldTerminateAfterLastWindowClosed()) {
+            QApplication::quit();
+        }
+    });
+    QObject::connect(&application, &QApplication::aboutToQuit, &application,
+                     [&] { delegate->applicationWillTerminate(); });
+
+    Coder coder;
+    const auto controller = information.makeViewController(coder);
+    QMainWindow window;
+    information.setUpMainLayout(window);
+    const LayoutConnections connections(window, *controller, nullptr);
+
+    showDrawn(window);
+    controller->viewDidLoad();
+    delegate->applicationDidFinishLaunching();
+    return QApplication::exec();
+}
+
+} // namespace platform

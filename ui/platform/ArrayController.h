@@ -1,0 +1,100 @@
+#pragma once
+
+#include "ui/platform/SortDescriptor.h"
+
+#include <QList>
+#include <QObject>
+#include <QVariantMap>
+
+#include <memory>
+#include <vector>
+
+namespace platform {
+
+/// What a change description holds, and whether an observer is notified at once.
+enum ObservingOption
+{
+    NewValue = 1,     ///< the change description carries the new value under "new"
+    InitialValue = 4, ///< notify once when the observer is added
+};
+
+/// Is told of changes of an observed value.
+class KeyValueObserver
+{
+public:
+    virtual ~KeyValueObserver() = default;
+
+    /// `keyPath` may be null. `change` describes the change as the observer's options asked.
+    virtual void observeValueForKeyPath(const QString &keyPath, QObject *object,
+                                        const QVariantMap &change, void *context) = 0;
+};
+
+/// Stands for NSArrayController: holds records, keeps them in a displayed order and knows which
+/// of them are selected.
+///
+/// Records are added at the end of the displayed order; rearrangeObjects sorts it. A
+/// rearrangement keeps the selected records selected. Nothing is selected by itself.
+class ArrayController : public QObject
+{
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+
+    /// Adds a record to the content and to the end of the displayed order.
+    void addObject(std::shared_ptr<QObject> object);
+
+    /// Replaces the order that the next rearrangement gives.
+    void setSortDescriptors(const QList<SortDescriptor> &descriptors);
+    const QList<SortDescriptor> &sortDescriptors() const { return m_sortDescriptors; }
+
+    /// Sorts the displayed order anew. Observers of "selectionIndexes" are notified if the
+    /// selected records stand at other places afterwards.
+    void rearrangeObjects();
+
+    /// The records in displayed order.
+    const QList<std::shared_ptr<QObject>> &arrangedObjects() const { return m_arrangedObjects; }
+
+    /// The places of the selected records in the displayed order, ascending.
+    const QList<int> &selectionIndexes() const { return m_selectionIndexes; }
+
+    /// Selects the records at these places; places that there are not are left out. Observers
+    /// are notified if the set of places changes.
+    void setSelectionIndexes(QList<int> indexes);
+
+    /// The selected records in displayed order.
+    QList<QObject *> selectedObjects() const;
+
+    /// Notifies `observer` of each change of the value at `keyPath`; "selectionIndexes" is the
+    /// one that changes are announced of. `options` are ObservingOption values. The observer is
+    /// removed before it dies.
+    void addObserver(KeyValueObserver *observer, const QString &keyPath, int options,
+                     void *context);
+    void removeObserver(KeyValueObserver *observer, const QString &keyPath);
+
+signals:
+    void objectAdded();
+    void aboutToRearrange();
+    void rearranged();
+    void selectionIndexesChanged();
+
+private:
+    struct Observation
+    {
+        KeyValueObserver *observer = nullptr;
+        QString keyPath;
+        int options = 0;
+        void *context = nullptr;
+    };
+
+    void notify(const Observation &observation);
+    void notifySelectionChange();
+
+    QList<std::shared_ptr<QObject>> m_content;
+    QList<std::shared_ptr<QObject>> m_arrangedObjects;
+    QList<SortDescriptor> m_sortDescriptors;
+    QList<int> m_selectionIndexes;
+    std::vector<Observation> m_observations;
+};
+
+} // namespace platform

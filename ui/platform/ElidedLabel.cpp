@@ -1,0 +1,77 @@
+#include "ui/platform/ElidedLabel.h"
+
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QGuiApplication>
+#include <QHelpEvent>
+#include <QMenu>
+#include <QPainter>
+#include <QStyle>
+#include <QToolTip>
+
+namespace platform {
+
+ElidedLabel::ElidedLabel(QWidget *parent) : QLabel(parent)
+{
+    setTextFormat(Qt::PlainText);
+    setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    setFocusPolicy(Qt::StrongFocus);
+    setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+}
+
+QSize ElidedLabel::minimumSizeHint() const
+{
+    return {fontMetrics().averageCharWidth() * 8, QLabel::minimumSizeHint().height()};
+}
+
+bool ElidedLabel::event(QEvent *event)
+{
+    if (event->type() == QEvent::ToolTip && isElided()) {
+        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), text(), this);
+        return true;
+    }
+    return QLabel::event(event);
+}
+
+void ElidedLabel::focusInEvent(QFocusEvent *event)
+{
+    QLabel::focusInEvent(event);
+    if (event->reason() != Qt::MouseFocusReason) {
+        setSelection(0, int(text().size()));
+    }
+}
+
+void ElidedLabel::contextMenuEvent(QContextMenuEvent *event)
+{
+    QMenu menu(this);
+    QAction *const copy = menu.addAction(tr("&Copy"));
+    copy->setEnabled(!text().isEmpty());
+    connect(copy, &QAction::triggered, this, &ElidedLabel::copyWholeText);
+    menu.exec(event->globalPos());
+}
+
+void ElidedLabel::paintEvent(QPaintEvent *event)
+{
+    if (!isElided() || hasFocus()) {
+        QLabel::paintEvent(event);
+        return;
+    }
+    QPainter painter(this);
+    const QString elided =
+        fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
+    style()->drawItemText(&painter, contentsRect(),
+                          int(QStyle::visualAlignment(layoutDirection(), alignment())), palette(),
+                          isEnabled(), elided, foregroundRole());
+}
+
+bool ElidedLabel::isElided() const
+{
+    return fontMetrics().horizontalAdvance(text()) > contentsRect().width();
+}
+
+void ElidedLabel::copyWholeText() const
+{
+    QGuiApplication::clipboard()->setText(text());
+}
+
+} // namespace platform

@@ -1,0 +1,246 @@
+#include "ui/platform/LayoutConnections.h"
+
+#include "ui/platform/ArrayController.h"
+#include "ui/platform/TableView.h"
+#include "ui/platform/ViewController.h"
+
+#include <QAbstractButton>
+#include <QAction>
+#include <QApplication>
+#include <QDateTime>
+#include <QLocale>
+#include <QMenu>
+
+#include <algorithm>
+
+namespace platform {
+
+namespace {
+
+const char bindingPrefix[] = "bind_";
+
+/// The wait cursor while a command runs, and the pressed look of the button that started it.
+class CommandUnderWay
+{
+public:
+    explicit CommandUnderWay(QObject *sender) : m_button(qobject_cast<QAbstractButton *>(sender))
+    {
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+        if (m_button) {
+            m_button->setDown(true);
+            m_button->repaint();
+        }
+    }
+    ~CommandUnderWay()
+    {
+        if (m_button) {
+            m_button->setDown(false);
+        }
+        QApplication::restoreOverrideCursor();
+    }
+    CommandUnderWay(const CommandUnderWay &) = delete;
+    CommandUnderWay &operator=(const CommandUnderWay &) = delete;
+
+private:
+    QAbstractButton *m_button;
+};
+
+/// A date and time in the user's short form, but with all digits of the year.
+QString textOfDate(const QDateTime &date)
+{
+    const QLocale locale;
+    QString format = locale.dateFormat(QLocale::ShortFormat);
+    if (!format.contains(QLatin1String("yyyy"))) {
+        format.replace(QLatin1String("yy"), QLatin1String("yyyy"));
+    }
+    const QDateTime local = date.toLocalTime();
+    return locale.toString(local.date(), format) + u' ' +
+           locale.toString(local.time(), QLocale::ShortFormat);
+}
+
+/// Null for a value that is unset.
+QString textOfValue(const QVariant &value)
+{
+    switch (value.typeId()) {
+    case QMetaType::QDateTime:
+        return value.toDateTime().isValid() ? textOfDate(value.toDateTime()) : QString();
+    case QMetaType::Int:
+        return QLocale().toString(value.toInt());
+    case QMetaType::Float:
+    case QMetaType::Double:
+        return QLocale().toString(value.toDouble());
+    default:
+        return value.toString();
+    }
+}
+
+} // namespace
+
+LayoutConnections::LayoutConnections(QWidget &layout, ViewController &controller, QObject *parent)
+    : QObject(parent)
+    , m_layout(layout)
+    , m_controller(controller)
+    , m_arrayController(std::make_shared<ArrayController>())
+{
+    const QByteArray name = layout.property("arrayController").toByteArray();
+    controller.setProperty(name, QVariant::fromValue(m_arrayController));
+
+    const QObjectList objects = layout.findChildren<QObject *>();
+    for (QObject *object : objects) {
+        connectOutlet(*object);
+        connectAction(*object);
+        connectContextMenu(*object);
+        collectBindings(*object);
+        if (auto *const table = qobject_cast<TableView *>(object)) {
+            table->setArrayController(*m_arrayController);
+        }
+    }
+    connect(m_arrayController.get(), &ArrayController::selectionIndexesChanged, this, [this] {
+        observeRecords();
+        updateBindings();
+    });
+    connect(m_arrayController.get(), &ArrayController::rearranged, this,
+            &LayoutConnections::updateBindings);
+    updateBindings();
+}
+
+LayoutConnections::~LayoutConnections() = default;
+
+void LayoutConnections::connectOutlet(QObject &object)
+{
+    if (object.objectName().isEmpty()) {
+        return;
+    }
+    const int index = m_controller.metaObject()->indexOfProperty(object.objectName().toUtf8());
+    if (index >= 0) {
+        m_controller.metaObject()->property(index).write(&m_controller,
+                                                         QVariant::fromValue(&object));
+    }
+}
+
+void LayoutConnections::connectAction(QObject &object)
+{
+    const QByteArray action = object.property("action").toByteArray();
+    if (action.isEmpty()) {
+        return;
+    }
+    const auto invokeAction = [this, action, sender = &object] { invoke(action, sender); };
+    if (auto *const button = qobject_cast<QAbstractButton *>(&object)) {
+        connect(button, &QAbstractButton::clicked, this, invokeAction);
+    } else if (auto *const command = qobject_cast<QAction *>(&object)) {
+        command->setAutoRepeat(false);
+        connect(command, &QAction::triggered, this, invokeAction);
+    }
+}
+
+void LayoutConnections::invoke(const QByteArray &action, QObject *sender)
+{
+    const CommandUnderWay underWay(sender);
+    QMetaObject::invokeMethod(&m_controller, action, Qt::DirectConnection,
+                              Q_ARG(QObject *, sender));
+}
+
+void LayoutConnections::connectContextMenu(QObject &object)
+{
+    const QStringList menus = object.property("contextMenu").toStringList();
+    auto *const widget = qobject_cast<QWidget *>(&object);
+    if (menus.isEmpty() || !widget) {
+        return;
+    }
+    widget->setContextMenuPolicy(Qt::ActionsContextMenu);
+    for (const QString &name : menus) {
+        auto *const menu = m_layout.findChild<QMenu *>(name);
+        if (!menu) {
+            continue;
+        }
+        auto *const heading = new QAction(menu->title().remove(u'&'), widget);
+        heading->setSeparator(true);
+        widget->addAction(heading);
+        widget->addActions(menu->actions());
+    }
+}
+
+void LayoutConnections::collectBindings(QObject &object)
+{
+    for (const QByteArray &declaration : object.dynamicPropertyNames()) {
+        if (!declaration.startsWith(bindingPrefix)) {
+            continue;
+        }
+        const QByteArray name = declaration.mid(qstrlen(bindingPrefix));
+        const int index = object.metaObject()->indexOfProperty(name);
+        if (index < 0) {
+            qWarning("No property %s to bind in %s", name.constData(),
+                     qPrintable(object.objectName()));
+            continue;
+        }
+        m_bindings.push_back({&object, object.metaObject()->property(index),
+                              BindingExpression(object.property(declaration).toString()),
+                              object.property("null_" + name).toString(),
+                              object.property("none_" + name).toString()});
+    }
+}
+
+void LayoutConnections::observeRecords()
+{
+    for (QObject *record : std::as_const(m_observedRecords)) {
+        disconnect(record, nullptr, this, nullptr);
+    }
+    m_observedRecords.clear();
+    const QMetaMethod update =
+        staticMetaObject.method(staticMetaObject.indexOfSlot("updateBindings()"));
+    for (const Binding &binding : m_bindings) {
+        for (QObject *record : binding.expression.objects(*m_arrayController)) {
+            if (m_observedRecords.contains(record)) {
+                continue;
+            }
+            m_observedRecords.append(record);
+            for (int i = 0; i < record->metaObject()->propertyCount(); ++i) {
+                const QMetaProperty property = record->metaObject()->property(i);
+                if (property.hasNotifySignal()) {
+                    connect(record, property.notifySignal(), this, update);
+                }
+            }
+        }
+    }
+}
+
+void LayoutConnections::updateBindings()
+{
+    for (const Binding &binding : m_bindings) {
+        update(binding);
+    }
+}
+
+void LayoutConnections::update(const Binding &binding) const
+{
+    QVariant value;
+    switch (binding.property.typeId()) {
+    case QMetaType::Bool:
+        value = binding.expression.isTrue(*m_arrayController);
+        break;
+    case QMetaType::QString:
+        value = textValue(binding);
+        break;
+    default:
+        value = binding.expression.value(*m_arrayController);
+        if (!value.isValid()) {
+            value = QVariant(binding.property.metaType());
+        }
+    }
+    // A widget that is not shown yet calls itself invisible, whether it is hidden or not.
+    const bool isVisibility = binding.property.typeId() == QMetaType::Bool;
+    if (isVisibility || binding.property.read(binding.object) != value) {
+        binding.property.write(binding.object, value);
+    }
+}
+
+QVariant LayoutConnections::textValue(const Binding &binding) const
+{
+    if (binding.expression.needsSelection() && m_arrayController->selectionIndexes().isEmpty()) {
+        return binding.noSelectionText;
+    }
+    const QString text = textOfValue(binding.expression.value(*m_arrayController));
+    return text.isNull() ? binding.nullText : text;
+}
+
+} // namespace platform

@@ -1,0 +1,143 @@
+#include "ui/platform/TableModel.h"
+
+#include "ui/platform/ArrayController.h"
+
+#include <QHash>
+#include <QMetaMethod>
+#include <QMetaProperty>
+
+#include <algorithm>
+
+namespace platform {
+
+TableColumn TableColumn::fromDeclaration(const QString &declaration)
+{
+    const QStringList parts = declaration.split(u'|');
+    return {parts.value(0), parts.value(1).toUtf8(), parts.value(2).toUtf8()};
+}
+
+TableModel::TableModel(ArrayController &controller, const QList<TableColumn> &columns,
+                       const QIcon &placeholder, QObject *parent)
+    : QAbstractTableModel(parent)
+    , m_controller(controller)
+    , m_columns(columns)
+    , m_placeholder(placeholder)
+{
+    connect(&controller, &ArrayController::objectAdded, this, &TableModel::appendRow);
+    connect(&controller, &ArrayController::aboutToRearrange, this,
+            &TableModel::rememberPersistentRecords);
+    connect(&controller, &ArrayController::rearranged, this, &TableModel::movePersistentIndexes);
+}
+
+int TableModel::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : m_rowCount;
+}
+
+int TableModel::columnCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : int(m_columns.size());
+}
+
+QVariant TableModel::data(const QModelIndex &index, int role) const
+{
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
+        return {};
+    }
+    const QObject &record = *m_controller.arrangedObjects()[index.row()];
+    const TableColumn &column = m_columns[index.column()];
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::ToolTipRole:
+        return record.property(column.textKey);
+    case Qt::DecorationRole: {
+        if (column.imageKey.isEmpty()) {
+            return {};
+        }
+        const auto icon = record.property(column.imageKey).value<QIcon>();
+        return icon.isNull() ? m_placeholder : icon;
+    }
+    default:
+        return {};
+    }
+}
+
+QVariant TableModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation == Qt::Horizontal && role == Qt::DisplayRole) {
+        return m_columns[section].title;
+    }
+    return QAbstractTableModel::headerData(section, orientation, role);
+}
+
+void TableModel::sort(int column, Qt::SortOrder order)
+{
+    m_controller.setSortDescriptors(
+        {{QString::fromUtf8(m_columns[column].textKey), order == Qt::AscendingOrder}});
+    m_controller.rearrangeObjects();
+}
+
+int TableModel::columnOfKey(const QString &key) const
+{
+    const auto column =
+        std::find_if(m_columns.begin(), m_columns.end(), [&](const TableColumn &candidate) {
+            return candidate.textKey == key.toUtf8();
+        });
+    return column == m_columns.end() ? -1 : int(column - m_columns.begin());
+}
+
+void TableModel::appendRow()
+{
+    beginInsertRows({}, m_rowCount, m_rowCount);
+    const QObject *const record = m_controller.arrangedObjects().last().get();
+    const QMetaMethod announce =
+        metaObject()->method(metaObject()->indexOfSlot("announceRecordChange()"));
+    for (const TableColumn &column : std::as_const(m_columns)) {
+        for (const QByteArray &key : {column.textKey, column.imageKey}) {
+            const int property = record->metaObject()->indexOfProperty(key);
+            if (property >= 0) {
+                connect(record, record->metaObject()->property(property).notifySignal(), this,
+                        announce);
+            }
+        }
+    }
+    ++m_rowCount;
+    endInsertRows();
+}
+
+void TableModel::announceRecordChange()
+{
+    const auto &records = m_controller.arrangedObjects();
+    const auto record = std::find_if(records.begin(), records.end(), [this](const auto &candidate) {
+        return candidate.get() == sender();
+    });
+    if (record != records.end()) {
+        const int row = int(record - records.begin());
+        emit dataChanged(index(row, 0), index(row, columnCount() - 1));
+    }
+}
+
+void TableModel::rememberPersistentRecords()
+{
+    emit layoutAboutToBeChanged();
+    m_persistentIndexes = persistentIndexList();
+    m_persistentRecords.clear();
+    for (const QModelIndex &index : std::as_const(m_persistentIndexes)) {
+        m_persistentRecords.append(m_controller.arrangedObjects()[index.row()].get());
+    }
+}
+
+void TableModel::movePersistentIndexes()
+{
+    QHash<const QObject *, int> rows;
+    for (int row = 0; row < m_rowCount; ++row) {
+        rows.insert(m_controller.arrangedObjects()[row].get(), row);
+    }
+    for (int i = 0; i < m_persistentIndexes.size(); ++i) {
+        const QModelIndex &old = m_persistentIndexes[i];
+        changePersistentIndex(old, index(rows.value(m_persistentRecords[i]), old.column()));
+    }
+    emit layoutChanged();
+}
+
+} // namespace platform

@@ -1,0 +1,179 @@
+#include "ui/platform/TableView.h"
+
+#include "ui/platform/ArrayController.h"
+#include "ui/platform/TableModel.h"
+
+#include <QHeaderView>
+#include <QLabel>
+#include <QPainter>
+#include <QScopedValueRollback>
+#include <QScrollBar>
+#include <QSignalBlocker>
+
+#include <algorithm>
+
+namespace platform {
+
+namespace {
+
+/// A quiet outline in the place of an image that is not known yet.
+QIcon emptyTile(const QSize &size, const QColor &color)
+{
+    QPixmap tile(size * 2);
+    tile.fill(Qt::transparent);
+    tile.setDevicePixelRatio(2);
+    QPainter painter(&tile);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(color);
+    const QRectF outline = QRectF(QPointF(), QSizeF(size)).adjusted(1.5, 1.5, -1.5, -1.5);
+    painter.drawRoundedRect(outline, outline.width() / 4, outline.height() / 4);
+    return QIcon(tile);
+}
+
+} // namespace
+
+TableView::TableView(QWidget *parent) : QTableView(parent), m_placeholder(new QLabel(viewport()))
+{
+    setSelectionBehavior(SelectRows);
+    setSelectionMode(ExtendedSelection);
+    setEditTriggers(NoEditTriggers);
+    setTextElideMode(Qt::ElideMiddle);
+    setHorizontalScrollMode(ScrollPerPixel);
+    setShowGrid(false);
+    setWordWrap(false);
+    setTabKeyNavigation(false);
+    verticalHeader()->hide();
+    horizontalHeader()->setHighlightSections(false);
+    horizontalHeader()->setDefaultAlignment(Qt::AlignLeading | Qt::AlignVCenter);
+    horizontalHeader()->setStretchLastSection(true);
+
+    m_placeholder->setAlignment(Qt::AlignCenter);
+    m_placeholder->setWordWrap(true);
+    m_placeholder->setMargin(24);
+    m_placeholder->hide();
+}
+
+void TableView::setArrayController(ArrayController &controller)
+{
+    QList<TableColumn> columns;
+    for (const QString &declaration : std::as_const(m_columns)) {
+        columns.append(TableColumn::fromDeclaration(declaration));
+    }
+    m_controller = &controller;
+    m_model = new TableModel(controller, columns,
+                             emptyTile(iconSize(), palette().color(QPalette::Mid)), this);
+    setModel(m_model);
+
+    horizontalHeader()->setSortIndicatorShown(true);
+    horizontalHeader()->setSectionsClickable(true);
+    connect(horizontalHeader(), &QHeaderView::sortIndicatorChanged, m_model, &TableModel::sort);
+    connect(selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &TableView::readSelection);
+    connect(&controller, &ArrayController::selectionIndexesChanged, this,
+            &TableView::showSelection);
+    connect(&controller, &ArrayController::rearranged, this, [this] {
+        showSortOrder();
+        showPlaceholder();
+    });
+}
+
+QString TableView::placeholderText() const
+{
+    return m_placeholder->text();
+}
+
+void TableView::setPlaceholderText(const QString &text)
+{
+    m_placeholder->setText(text);
+}
+
+void TableView::keyboardSearch(const QString &search)
+{
+    const QModelIndex current = currentIndex();
+    if (current.column() > 0) {
+        selectionModel()->setCurrentIndex(current.siblingAtColumn(0),
+                                          QItemSelectionModel::NoUpdate);
+    }
+    QTableView::keyboardSearch(search);
+}
+
+QModelIndex TableView::moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers)
+{
+    // Rows are what is moved between here, not cells.
+    const int column = qMax(currentIndex().column(), 0);
+    switch (action) {
+    case MoveHome:
+        return m_model ? m_model->index(0, column) : QModelIndex();
+    case MoveEnd:
+        return m_model ? m_model->index(m_model->rowCount() - 1, column) : QModelIndex();
+    case MoveLeft:
+    case MoveRight: {
+        const bool forward = (action == MoveRight) != isRightToLeft();
+        QScrollBar *const bar = horizontalScrollBar();
+        bar->setValue(bar->value() + (forward ? 1 : -1) * bar->singleStep());
+        return currentIndex();
+    }
+    default:
+        return QTableView::moveCursor(action, modifiers);
+    }
+}
+
+void TableView::resizeEvent(QResizeEvent *event)
+{
+    QTableView::resizeEvent(event);
+    m_placeholder->setGeometry(viewport()->rect());
+}
+
+QList<int> TableView::selectedRows() const
+{
+    QList<int> rows;
+    for (const QItemSelectionRange &range : selectionModel()->selection()) {
+        for (int row = range.top(); row <= range.bottom(); ++row) {
+            rows.append(row);
+        }
+    }
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
+void TableView::readSelection()
+{
+    if (m_followsController) {
+        return;
+    }
+    m_controller->setSelectionIndexes(selectedRows());
+}
+
+void TableView::showSelection()
+{
+    if (selectedRows() == m_controller->selectionIndexes()) {
+        return;
+    }
+    QItemSelection selection;
+    for (const int row : m_controller->selectionIndexes()) {
+        selection.append(QItemSelectionRange(m_model->index(row, 0)));
+    }
+    const QScopedValueRollback following(m_followsController, true);
+    selectionModel()->select(selection,
+                             QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+}
+
+void TableView::showSortOrder()
+{
+    if (m_controller->sortDescriptors().isEmpty()) {
+        return;
+    }
+    const SortDescriptor &descriptor = m_controller->sortDescriptors().first();
+    const QSignalBlocker silence(horizontalHeader());
+    horizontalHeader()->setSortIndicator(m_model->columnOfKey(descriptor.key),
+                                         descriptor.ascending ? Qt::AscendingOrder
+                                                              : Qt::DescendingOrder);
+    horizontalHeader()->viewport()->update();
+}
+
+void TableView::showPlaceholder()
+{
+    m_placeholder->setVisible(m_model->rowCount() == 0);
+}
+
+} // namespace platform
