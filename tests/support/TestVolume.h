@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QByteArray>
+#include <QMap>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <functional>
+
+/// A volume of its own for one test program, with the user "anna". It becomes the current volume,
+/// so it is made before any service of the platform is used.
+class TestVolume
+{
+public:
+    TestVolume();
+
+    /// The host's path of a path on the volume.
+    QString host(const QString &path) const;
+
+    /// Writes a file, and the folders that it needs, on the volume.
+    void write(const QString &path, const QByteArray &bytes) const;
+    QByteArray read(const QString &path) const;
+    bool exists(const QString &path) const;
+
+    /// Sets the modification date of an item, in milliseconds since 1970.
+    void setDate(const QString &path, qint64 milliseconds) const;
+
+    /// Writes an application bundle with a dictionary of texts.
+    void writeBundle(const QString &path, const QMap<QString, QString> &info) const;
+
+    /// Empties the volume.
+    void clear() const;
+
+    /// Makes a tool of this name from a shell script, and lets all tools be looked up among those
+    /// made so.
+    void installTool(const QString &name, const QByteArray &script) const;
+
+private:
+    QTemporaryDir m_folder;
+};
+
+/// What is written to standard output while `work` runs.
+QByteArray standardOutputOf(const std::function<void()> &work);

@@ -1,0 +1,224 @@
+#include "model/App.h"
+#include "system/LocationCandidates.h"
+#include "tests/support/NotificationLog.h"
+#include "tests/support/TestVolume.h"
+
+#include <QTest>
+
+#include <unistd.h>
+
+namespace {
+
+const QString library = QStringLiteral("/users/anna/Library/");
+const QString container = library + "Containers/vnd.sample.Note-Pad/Data/Library/";
+const QString identifier = QStringLiteral("vnd.sample.Note-Pad");
+
+} // namespace
+
+class AppDetailsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup() { m_volume.clear(); }
+    void candidates();
+    void candidatesStayInTheLibrary();
+    void theFirstCandidateThatCountsWins();
+    void notificationOrder();
+    void nothingFound();
+    void backups();
+    void inspectedOnce();
+    void versions_data();
+    void versions();
+
+private:
+    std::unique_ptr<App> app(QMap<QString, QString> info = {{"CFBundleIdentifier", identifier}})
+    {
+        m_volume.writeBundle("/Applications/N.app", info);
+        return std::make_unique<App>("Note Pad", "/Applications/N.app",
+                                     platform::Bundle::bundleWithPath("/Applications/N.app"));
+    }
+    /// Writes a file of the user's library, whose folder has another case on the disk.
+    void writeHome(QString path, const QByteArray &bytes = "x")
+    {
+        m_volume.write(path.replace("/users/", "/Users/"), bytes);
+    }
+
+    TestVolume m_volume;
+};
+
+void AppDetailsTest::candidates()
+{
+    const LocationCandidates both("Note Pad", identifier);
+    const QString support = "Application Support/";
+    QCOMPARE(both.prefs(), QStringList({container + "Preferences/vnd.sample.Note-Pad.plist",
+                                        library + "Preferences/vnd.sample.Note-Pad.plist"}));
+    QCOMPARE(both.data(),
+             QStringList({container + support + "Note Pad", container + support + identifier,
+                          container + support + "vnd.sample.Note_Pad",
+                          library + support + identifier, library + support + "Note Pad"}));
+
+    const LocationCandidates nameOnly("Note Pad", {});
+    QCOMPARE(nameOnly.prefs(), QStringList());
+    QCOMPARE(nameOnly.data(), QStringList({library + support + "Note Pad"}));
+
+    const QMap<QString, QString> spellings = {
+        {".vnd.tool", "vnd.tool"}, {"a-b.c-d.e-f", "a-b.c_d.e_f"}, {"a..b-c", "a..b_c"}};
+    for (auto spelling = spellings.begin(); spelling != spellings.end(); ++spelling) {
+        const QStringList data = LocationCandidates("N", spelling.key()).data();
+        QVERIFY2(data.value(2).endsWith(support + spelling.value()), qPrintable(spelling.key()));
+        QCOMPARE(data.size(), 5);
+    }
+    for (const QString onePiece : {"vnd.", "tool", "..tool"}) {
+        QCOMPARE(LocationCandidates("N", onePiece).data().size(), 4);
+    }
+}
+
+void AppDetailsTest::candidatesStayInTheLibrary()
+{
+    for (const QString bad : {"", ".", "..", "../x", "a/../../x", "a/.", "/", "//"}) {
+        QCOMPARE(LocationCandidates(bad, {}).data(), QStringList());
+        QCOMPARE(LocationCandidates("N", bad).prefs(), QStringList());
+        QCOMPARE(LocationCandidates("N", bad).data().size(), 1);
+        QCOMPARE(LocationCandidates(bad, "a.b").data().size(), 3);
+    }
+    QCOMPARE(LocationCandidates("..N", {}).data().size(), 1);
+}
+
+void AppDetailsTest::theFirstCandidateThatCountsWins()
+{
+    const auto record = app();
+    const LocationCandidates candidates("Note Pad", identifier);
+    // From the last candidate to the first, each wins over all that were there before.
+    const QStringList data = candidates.data();
+    for (auto folder = data.rbegin(); folder != data.rend(); ++folder) {
+        // Neither a file nor an empty folder counts.
+        writeHome(*folder);
+        record->loadDetails();
+        QVERIFY(record->data()->path() != *folder);
+        QFile::remove(m_volume.host(*folder).replace("/users/", "/Users/"));
+        QDir().mkpath(m_volume.host(*folder).replace("/users/", "/Users/"));
+        record->loadDetails();
+        QVERIFY(record->data()->path() != *folder);
+        writeHome(*folder + "/settings");
+        record->loadDetails();
+        QCOMPARE(record->data()->path(), *folder);
+        QVERIFY(record->data()->found());
+    }
+    const QStringList prefs = candidates.prefs();
+    for (auto file = prefs.rbegin(); file != prefs.rend(); ++file) {
+        writeHome(*file);
+        record->loadDetails();
+        QCOMPARE(record->prefs()->path(), *file);
+    }
+}
+
+void AppDetailsTest::notificationOrder()
+{
+    const QString file = library + "Preferences/vnd.sample.Note-Pad.plist";
+    const QString folder = library + "Application Support/Note Pad";
+    writeHome(file);
+    writeHome(file + ".bak");
+    writeHome(folder + "/x");
+    m_volume.setDate("/Users/anna/Library/Preferences/vnd.sample.Note-Pad.plist.bak", 0);
+    const auto record =
+        app({{"CFBundleIdentifier", identifier}, {"CFBundleShortVersionString", "1"}});
+    NotificationLog log;
+    log.observe(*record, "app");
+    log.observe(*record->prefs(), "prefs");
+    log.observe(*record->data(), "data");
+    const QStringList reset = {"prefs.path=",         "prefs.found=false", "prefs.backedUp=false",
+                               "prefs.backupDate=",   "data.path=",        "data.found=false",
+                               "data.backedUp=false", "data.backupDate="};
+    const QStringList found = {"prefs.found=true",    "prefs.path=" + file,
+                               "prefs.backedUp=true", "prefs.backupDate=1970-01-01T00:00:00.000",
+                               "data.found=true",     "data.path=" + folder};
+    record->loadDetails();
+    const QStringList entries = log.take();
+    QCOMPARE(entries.mid(0, 9), reset + QStringList{"app.appIcon="});
+    QVERIFY(entries[9].startsWith("app.size=0.00"));
+    QCOMPARE(entries.mid(10), QStringList{"app.version=1"} + found);
+
+    // The second time neither icon nor size nor version is looked at.
+    record->loadDetails();
+    QCOMPARE(log.take(), reset + found);
+}
+
+void AppDetailsTest::nothingFound()
+{
+    const auto record = app();
+    writeHome(library + "Preferences/vnd.sample.Note-Pad.plist.bak");
+    writeHome(library + "Application Support/Note Pad.bak/x");
+    record->loadDetails();
+    for (const Path *location : {record->prefs(), record->data()}) {
+        QVERIFY(location->path().isNull() && !location->found() && !location->backedUp());
+        QVERIFY(!location->backupDate().isValid());
+    }
+}
+
+void AppDetailsTest::backups()
+{
+    const auto record = app();
+    writeHome(library + "Preferences/vnd.sample.Note-Pad.plist");
+    writeHome(library + "Application Support/Note Pad/x");
+    record->loadDetails();
+    QVERIFY(record->prefs()->backUp() && record->data()->backUp());
+    const QList<QDateTime> dates = {record->prefs()->backupDate(), record->data()->backupDate()};
+    record->loadDetails();
+    QCOMPARE(QList({record->prefs()->backupDate(), record->data()->backupDate()}), dates);
+    QVERIFY(record->prefs()->backedUp() && record->data()->backedUp() && dates[0].isValid());
+}
+
+void AppDetailsTest::inspectedOnce()
+{
+    const auto record = app({{"CFBundleShortVersionString", "1"}});
+    m_volume.write("/Applications/N.app/Contents/big", QByteArray(1'500'000, 'x'));
+    m_volume.write("/Applications/N.app/Contents/Deep/er/small", QByteArray(250'000, 'x'));
+    record->loadDetails();
+    QVERIFY(!record->appIcon().isNull());
+    QVERIFY(*record->size() > 1.75f && *record->size() < 1.80f); // folders count with their own
+    const auto size = record->size();
+
+    QFile::remove(m_volume.host("/Applications/N.app/Contents/big"));
+    record->loadDetails();
+    QCOMPARE(record->size(), size);
+    QCOMPARE(record->version(), "1");
+
+    App missing("M", "/missing.app", record->bundle());
+    missing.loadDetails();
+    QCOMPARE(missing.size(), std::optional(0.0f));
+}
+
+void AppDetailsTest::versions_data()
+{
+    QTest::addColumn<QByteArray>("info");
+    QTest::addColumn<QString>("version");
+    const auto versions = [](const char *shortVersion, const char *build) {
+        return QByteArray("<key>CFBundleShortVersionString</key>") + shortVersion +
+               "<key>CFBundleVersion</key>" + build;
+    };
+    QTest::newRow("both") << versions("<string>2.1</string>", "<string>340</string>")
+                          << "2.1 (340)";
+    QTest::newRow("equal") << versions("<string>2.1</string>", "<string>2.1</string>") << "2.1";
+    QTest::newRow("blank") << versions("<string>2.1</string>", "<string> \n\t</string>") << "2.1";
+    QTest::newRow("blank kept") << versions("<string>2.1</string>", "<string> 7</string>")
+                                << "2.1 ( 7)";
+    QTest::newRow("number") << versions("<string>2.1</string>", "<integer>7</integer>") << "2.1";
+    QTest::newRow("no short one") << versions("<integer>2</integer>", "<string>7</string>")
+                                  << QString();
+    QTest::newRow("empty short one")
+        << versions("<string></string>", "<string>7</string>") << " (7)";
+    QTest::newRow("nothing") << QByteArray() << QString();
+}
+
+void AppDetailsTest::versions()
+{
+    QFETCH(QByteArray, info);
+    m_volume.write("/N.app/Info.plist", "<plist><dict>" + info + "</dict></plist>");
+    App record("N", "/N.app", platform::Bundle::bundleWithPath("/N.app"));
+    record.loadDetails();
+    QTEST(record.version(), "version");
+}
+
+QTEST_MAIN(AppDetailsTest)
+#include "AppDetailsTest.moc"

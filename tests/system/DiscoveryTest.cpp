@@ -1,0 +1,137 @@
+#include "system/Discovery.h"
+#include "model/App.h"
+#include "system/platform/Task.h"
+#include "tests/support/TestVolume.h"
+
+#include <QProcess>
+#include <QTest>
+
+class DiscoveryTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup() { m_volume.clear(); }
+    void pathsKept();
+    void failingTools();
+    void bundlesWithAName();
+    void theQueryTool();
+    void runningCheck_data();
+    void runningCheck();
+    void runningProcess();
+
+private:
+    std::unique_ptr<App> app(const QString &path)
+    {
+        m_volume.writeBundle(path, {});
+        return std::make_unique<App>("A", path, platform::Bundle::bundleWithPath(path));
+    }
+
+    TestVolume m_volume;
+};
+
+void DiscoveryTest::pathsKept()
+{
+    m_volume.installTool("mdfind", R"(
+        [ $# = 1 ] && [ "$1" = kMDItemKind=Application ] || exit 1
+        printf '/Applications/B.app\n/System/Library/CoreServices/C.app\n/Applications/A.app\r\n'
+        printf '/Applications/Library Tools.app\n/Applications/library tools.app\n'
+        printf '/Volumes/X/.Trashes/501/D.app\n/users/anna/.Trash/E.app\n/Caf\303\251\377.app\n')");
+    QCOMPARE(applicationPaths(), QStringList({"/Applications/B.app", "/Applications/A.app", "",
+                                              "/Applications/library tools.app",
+                                              QString::fromUtf8("/Café\uFFFD.app"), ""}));
+}
+
+void DiscoveryTest::failingTools()
+{
+    m_volume.installTool("mdfind", "echo /Applications/A.app; exit 1");
+    QCOMPARE(applicationPaths(), QStringList());
+    m_volume.installTool("mdfind", "echo /Applications/A.app; kill -9 $$");
+    QCOMPARE(applicationPaths(), QStringList());
+    platform::Task::setToolFolder("/nonexistent");
+    QCOMPARE(applicationPaths(), QStringList());
+}
+
+void DiscoveryTest::bundlesWithAName()
+{
+    m_volume.writeBundle("/A.app", {{"CFBundleName", "Ä & Co"}, {"CFBundleIdentifier", "vnd.a"}});
+    const auto record = appAtPath("/A.app");
+    QVERIFY(record);
+    QCOMPARE(record->name(), "Ä & Co");
+    QCOMPARE(record->path(), "/A.app");
+    QCOMPARE(record->identifier(), "vnd.a");
+
+    m_volume.writeBundle("/NoName.app", {{"CFBundleIdentifier", "vnd.b"}});
+    m_volume.write("/Number.app/Contents/Info.plist",
+                   "<plist><dict><key>CFBundleName</key><integer>7</integer></dict></plist>");
+    m_volume.write("/Plain.app", "not a folder");
+    for (const QString path : {"", "/missing", "/NoName.app", "/Number.app", "/Plain.app"}) {
+        QVERIFY2(!appAtPath(path), qPrintable(path));
+    }
+}
+
+void DiscoveryTest::theQueryTool()
+{
+    m_volume.writeBundle("/Applications/B.app", {});
+    m_volume.writeBundle("/Applications/B.app/Contents/Inner.app", {});
+    m_volume.writeBundle("/Applications/Folder/A.APP", {});
+    m_volume.writeBundle("/Users/anna/Desktop/C.app", {});
+    m_volume.writeBundle("/Other/D.app", {});
+    m_volume.writeBundle("/Applications/Line\nbreak.app", {});
+    QFile::link(m_volume.host("/Other"), m_volume.host("/Applications/link"));
+    QFile::link("/", m_volume.host("/Applications/host.app"));
+
+    QProcess tool;
+    tool.start(QCoreApplication::applicationDirPath() + "/../libexec/tarnwell/mdfind",
+               {"kMDItemKind=Application"});
+    QVERIFY(tool.waitForFinished());
+    QCOMPARE(tool.exitCode(), 0);
+    QCOMPARE(tool.readAllStandardOutput(),
+             "/Applications/B.app\n/Applications/Folder/A.APP\n/Users/anna/Desktop/C.app\n");
+}
+
+void DiscoveryTest::runningCheck_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QByteArray>("tool");
+    QTest::addColumn<bool>("running");
+    const QByteArray foo =
+        "[ \"$*\" = -A ] || exit 1; echo '  1 /Applications/Foo.app/Contents/MacOS/Foo -x'";
+    QTest::newRow("inside the bundle") << "/Applications/Foo.app" << foo << true;
+    QTest::newRow("whole path only") << "/Applications/Fo.app" << foo << false;
+    QTest::newRow("case matters") << "/Applications/foo.app" << foo << false;
+    QTest::newRow("longer path") << "/Applications/Foo.app"
+                                 << QByteArray("echo /Applications/Foo.apple.app/Bar") << true;
+    QTest::newRow("split by a line break")
+        << "/Applications/Foo.app" << QByteArray("printf '/Applications/F\\noo.app'") << false;
+    QTest::newRow("failing tool") << "/Applications/Foo.app" << foo + "; exit 1" << false;
+    QTest::newRow("a foreign byte elsewhere") << "/Applications/Foo.app"
+                                              << "printf '\\377\\n'; " + foo << true;
+}
+
+void DiscoveryTest::runningCheck()
+{
+    QFETCH(QString, path);
+    QFETCH(QByteArray, tool);
+    m_volume.installTool("ps", tool);
+    QTEST(app(path)->isAppRunning(), "running");
+}
+
+void DiscoveryTest::runningProcess()
+{
+    platform::Task::setToolFolder(QCoreApplication::applicationDirPath() + "/../libexec/tarnwell");
+    const auto record = app("/Applications/Sleeper.app");
+    QVERIFY(!record->isAppRunning());
+    QProcess process;
+    // Longer than any screen is wide.
+    process.start("/bin/sh", {"-c", "sleep 60; :", QString(5000, 'x'),
+                              m_volume.host("/Applications/Sleeper.app/Contents/MacOS/Sleeper")});
+    QVERIFY(process.waitForStarted());
+    QTRY_VERIFY(record->isAppRunning());
+    process.kill();
+    process.waitForFinished();
+    QVERIFY(!record->isAppRunning());
+}
+
+QTEST_GUILESS_MAIN(DiscoveryTest)
+#include "DiscoveryTest.moc"

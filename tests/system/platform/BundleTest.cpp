@@ -1,0 +1,132 @@
+#include "system/platform/Bundle.h"
+#include "tests/support/TestVolume.h"
+
+#include <QDateTime>
+#include <QTest>
+
+#include <plist/plist.h>
+
+#include <sys/stat.h>
+
+using platform::Bundle;
+
+namespace {
+
+QByteArray xml(const QByteArray &value)
+{
+    return "<?xml version=\"1.0\"?><plist version=\"1.0\">" + value + "</plist>";
+}
+
+QByteArray binary(const QByteArray &xmlText)
+{
+    plist_t node = nullptr;
+    plist_from_memory(xmlText.constData(), uint32_t(xmlText.size()), &node);
+    char *bytes = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(node, &bytes, &length);
+    const QByteArray result(bytes, length);
+    std::free(bytes);
+    plist_free(node);
+    return result;
+}
+
+} // namespace
+
+class BundleTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup() { m_volume.clear(); }
+    void everyKindOfValue();
+    void placesOfTheDictionary();
+    void brokenDictionaries_data();
+    void brokenDictionaries();
+    void namesThatLeadElsewhere();
+
+private:
+    TestVolume m_volume;
+};
+
+void BundleTest::everyKindOfValue()
+{
+    const QByteArray info =
+        xml("<dict><key>Text</key><string>Gr\xc3\xb6\xc3\x9f</string><key>Empty</key><string/>"
+            "<key>Yes</key><true/><key>Number</key><integer>42</integer>"
+            "<key>Real</key><real>1.5</real><key>Date</key><date>2026-03-02T09:30:00Z</date>"
+            "<key>Data</key><data>AAEC</data>"
+            "<key>List</key><array><string>a</string><dict><key>k</key><true/></dict></array>"
+            "</dict>");
+    for (const QByteArray &bytes : {info, binary(info)}) {
+        m_volume.write("/A.app/Contents/Info.plist", bytes);
+        const auto bundle = Bundle::bundleWithPath("/A.app");
+        const QVariantMap values = bundle->infoDictionary();
+        QCOMPARE(bundle->infoText("Text"), QString::fromUtf8("Größ"));
+        QVERIFY(!bundle->infoText("Empty").isNull() && bundle->infoText("Empty").isEmpty());
+        QVERIFY(bundle->infoText("Number").isNull() && bundle->infoText("missing").isNull());
+        QCOMPARE(values["Yes"], QVariant(true));
+        QCOMPARE(values["Number"].toInt(), 42);
+        QCOMPARE(values["Real"].toDouble(), 1.5);
+        QCOMPARE(values["Date"].toDateTime().toSecsSinceEpoch(), 1772443800);
+        QCOMPARE(values["Data"].toByteArray(), QByteArray("\0\1\2", 3));
+        QCOMPARE(values["List"].toList()[1].toMap()["k"], QVariant(true));
+    }
+}
+
+void BundleTest::placesOfTheDictionary()
+{
+    const QStringList places = {"/A.app", "/A.app/Resources", "/A.app/Contents"};
+    for (const QString &place : places) {
+        m_volume.write(place + "/Info.plist",
+                       xml("<dict><key>Place</key><string>" + place.toUtf8() +
+                           "</string><key>CFBundleIconFile</key><string>icon</string></dict>"));
+        QCOMPARE(Bundle::bundleWithPath("/A.app")->infoText("Place"), place);
+    }
+    QCOMPARE(Bundle::bundleWithPath("/A.app")->iconPath(), "/A.app/Contents/Resources/icon.icns");
+    QVERIFY(!Bundle::bundleWithPath("/missing") && !Bundle::bundleWithPath(""));
+}
+
+void BundleTest::brokenDictionaries_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    const QByteArray whole = binary(xml("<dict><key>a</key><string>b</string></dict>"));
+    QTest::newRow("empty file") << QByteArray();
+    QTest::newRow("no dictionary") << xml("<array/>");
+    QTest::newRow("cut off") << QByteArray("<plist><dict><key>CFBundleName</key><str");
+    QTest::newRow("no property list") << QByteArray("\x7f"
+                                                    "ELF\0\0",
+                                                    6);
+    QTest::newRow("cut off binary") << whole.left(whole.size() - 9);
+    QTest::newRow("nested beyond measure") << xml(QByteArray("<array>").repeated(1'000'000));
+    QTest::newRow("as deep as the size allows") << xml(QByteArray("<array>").repeated(70'000));
+}
+
+void BundleTest::brokenDictionaries()
+{
+    QFETCH(QByteArray, bytes);
+    m_volume.write("/A.app/Contents/Info.plist", bytes);
+    const auto bundle = Bundle::bundleWithPath("/A.app");
+    QVERIFY(bundle);
+    QVERIFY(bundle->infoDictionary().isEmpty());
+    QVERIFY(bundle->bundleIdentifier().isNull());
+}
+
+void BundleTest::namesThatLeadElsewhere()
+{
+    for (const QString name : {"../../evil", "a/b", "..", "."}) {
+        m_volume.writeBundle("/A.app", {{"CFBundleExecutable", name}, {"CFBundleIconFile", name}});
+        const auto bundle = Bundle::bundleWithPath("/A.app");
+        QVERIFY(bundle->executablePath().isNull() && bundle->iconPath().isNull());
+    }
+    // A dictionary that is a FIFO, or a link out of the volume, is none, and nothing waits for it.
+    QDir().mkpath(m_volume.host("/B.app/Contents"));
+    QCOMPARE(::mkfifo(qPrintable(m_volume.host("/B.app/Contents/Info.plist")), 0600), 0);
+    QVERIFY(Bundle::bundleWithPath("/B.app")->infoDictionary().isEmpty());
+    m_volume.writeBundle("/C.app", {{"CFBundleName", "C"}});
+    QDir().mkpath(m_volume.host("/D.app"));
+    QFile::link(m_volume.host("/C.app/Contents"), m_volume.host("/D.app/Contents"));
+    QVERIFY(Bundle::bundleWithPath("/D.app")->infoDictionary().isEmpty());
+}
+
+QTEST_GUILESS_MAIN(BundleTest)
+#include "BundleTest.moc"

@@ -1,0 +1,191 @@
+#include "ui/platform/ArrayController.h"
+#include "ui/platform/TableView.h"
+
+#include <QHeaderView>
+#include <QTest>
+
+using platform::ArrayController;
+using platform::TableView;
+
+namespace {
+
+class SelectionObserver : public platform::KeyValueObserver
+{
+public:
+    void observeValueForKeyPath(const QString &keyPath, QObject *, const QVariantMap &change,
+                                void *context) override
+    {
+        seen.append({keyPath, change.value("new").value<QList<int>>(), context});
+    }
+    struct Change
+    {
+        QString keyPath;
+        QList<int> indexes;
+        void *context;
+    };
+    QList<Change> seen;
+};
+
+} // namespace
+
+class ArrayControllerTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_controller = std::make_unique<ArrayController>();
+        for (const char *name : {"gamma", "Beta", "alpha", "ALPHA", "beta"}) {
+            auto record = std::make_shared<QObject>();
+            record->setObjectName(name);
+            record->setProperty("length", int(qstrlen(name)));
+            m_controller->addObject(record);
+        }
+    }
+    void arrangement();
+    void selection();
+    void observersAreToldOfChangesOnly();
+    void tableSortsAndKeepsTheSelection();
+    void tableKeyboard();
+
+private:
+    QStringList names() const
+    {
+        QStringList names;
+        for (const auto &record : m_controller->arrangedObjects()) {
+            names.append(record->objectName());
+        }
+        return names;
+    }
+    QStringList selectedNames() const
+    {
+        QStringList names;
+        for (const QObject *record : m_controller->selectedObjects()) {
+            names.append(record->objectName());
+        }
+        return names;
+    }
+    void sortByName(bool ascending)
+    {
+        m_controller->setSortDescriptors({{"objectName", ascending}});
+        m_controller->rearrangeObjects();
+    }
+
+    std::unique_ptr<ArrayController> m_controller;
+};
+
+void ArrayControllerTest::arrangement()
+{
+    QCOMPARE(names(), QStringList({"gamma", "Beta", "alpha", "ALPHA", "beta"}));
+    // Names that are equal but for case stay in the order of addition, both ways.
+    sortByName(true);
+    QCOMPARE(names(), QStringList({"alpha", "ALPHA", "Beta", "beta", "gamma"}));
+    sortByName(false);
+    QCOMPARE(names(), QStringList({"gamma", "Beta", "beta", "alpha", "ALPHA"}));
+    m_controller->setSortDescriptors({{"length"}, {"objectName", false}});
+    m_controller->rearrangeObjects();
+    QCOMPARE(names(), QStringList({"Beta", "beta", "gamma", "alpha", "ALPHA"}));
+}
+
+void ArrayControllerTest::selection()
+{
+    QVERIFY(m_controller->selectedObjects().isEmpty());
+    m_controller->setSelectionIndexes({4, 0, 4, 7, -1});
+    QCOMPARE(selectedNames(), QStringList({"gamma", "beta"}));
+    sortByName(true);
+    QCOMPARE(m_controller->selectionIndexes(), QList<int>({3, 4}));
+    QCOMPARE(selectedNames(), QStringList({"beta", "gamma"}));
+}
+
+void ArrayControllerTest::observersAreToldOfChangesOnly()
+{
+    SelectionObserver observer;
+    m_controller->setSelectionIndexes({0});
+    m_controller->addObserver(&observer, "selectionIndexes", platform::NewValue, this);
+    QCOMPARE(observer.seen.size(), 0);
+    m_controller->setSelectionIndexes({0});
+    QCOMPARE(observer.seen.size(), 0);
+    m_controller->setSelectionIndexes({1, 2});
+    QCOMPARE(observer.seen.size(), 1);
+    QCOMPARE(observer.seen[0].keyPath, "selectionIndexes");
+    QCOMPARE(observer.seen[0].indexes, QList<int>({1, 2}));
+    QCOMPARE(observer.seen[0].context, static_cast<void *>(this));
+    sortByName(true); // Beta and alpha stand at other places now
+    QCOMPARE(observer.seen.size(), 2);
+    m_controller->rearrangeObjects();
+    QCOMPARE(observer.seen.size(), 2);
+    m_controller->removeObserver(&observer, "selectionIndexes");
+    m_controller->setSelectionIndexes({});
+    QCOMPARE(observer.seen.size(), 2);
+}
+
+void ArrayControllerTest::tableSortsAndKeepsTheSelection()
+{
+    m_controller = std::make_unique<ArrayController>();
+    TableView table;
+    table.setProperty("columns", QStringList({"Name|objectName|icon", "Length|length"}));
+    table.setArrayController(*m_controller);
+    for (const char *name : {"b", "ccc", "aa"}) {
+        auto record = std::make_shared<QObject>();
+        record->setObjectName(name);
+        record->setProperty("length", int(qstrlen(name)));
+        m_controller->addObject(record);
+    }
+    sortByName(true);
+    QCOMPARE(table.horizontalHeader()->sortIndicatorSection(), 0);
+    table.show();
+
+    table.selectRow(1);
+    QCOMPARE(selectedNames(), QStringList({"b"}));
+    const auto clickHeader = [&](int column) {
+        QHeaderView *const header = table.horizontalHeader();
+        QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                          {header->sectionViewportPosition(column) + 5, header->height() / 2});
+    };
+    clickHeader(1);
+    QCOMPARE(names(), QStringList({"b", "aa", "ccc"}));
+    QCOMPARE(selectedNames(), QStringList({"b"}));
+    QCOMPARE(table.selectionModel()->selectedRows().first().row(), 0);
+    clickHeader(1);
+    QCOMPARE(names(), QStringList({"ccc", "aa", "b"}));
+    QCOMPARE(table.selectionModel()->selectedRows().first().row(), 2);
+    QCOMPARE(table.horizontalHeader()->sortIndicatorOrder(), Qt::DescendingOrder);
+
+    // What the array controller selects is shown, and what notifies is drawn anew.
+    m_controller->setSelectionIndexes({0, 1});
+    QCOMPARE(table.selectionModel()->selectedRows().size(), 2);
+    int drawnAnew = -1;
+    connect(table.model(), &QAbstractItemModel::dataChanged, this,
+            [&](const QModelIndex &index) { drawnAnew = index.row(); });
+    m_controller->arrangedObjects()[1]->setObjectName("renamed");
+    QCOMPARE(drawnAnew, 1);
+}
+
+void ArrayControllerTest::tableKeyboard()
+{
+    TableView table;
+    table.setProperty("columns", QStringList({"Name|objectName", "Length|length"}));
+    ArrayController controller;
+    table.setArrayController(controller);
+    for (const auto &record : m_controller->arrangedObjects()) {
+        controller.addObject(record);
+    }
+    table.show();
+    table.setFocus();
+    const auto press = [&](Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+        QTest::keyClick(&table, key, modifiers);
+        return controller.selectionIndexes();
+    };
+    QCOMPARE(press(Qt::Key_Down), QList<int>({0}));
+    QCOMPARE(press(Qt::Key_End), QList<int>({4}));
+    QCOMPARE(press(Qt::Key_Home), QList<int>({0}));
+    QCOMPARE(press(Qt::Key_Right), QList<int>({0}));
+    QCOMPARE(press(Qt::Key_Down, Qt::ShiftModifier), QList<int>({0, 1}));
+    QCOMPARE(press(Qt::Key_End, Qt::ShiftModifier), QList<int>({0, 1, 2, 3, 4}));
+    QTest::keyClicks(&table, "al");
+    QCOMPARE(controller.selectionIndexes(), QList<int>({2}));
+}
+
+QTEST_MAIN(ArrayControllerTest)
+#include "ArrayControllerTest.moc"
