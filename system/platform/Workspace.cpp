@@ -79,7 +79,9 @@ QIcon iconFromImages(const QByteArray &bytes)
         reader.jumpToImage(i);
         const QImage image = reader.read();
         if (!image.isNull()) {
-            icon.addPixmap(QPixmap::fromImage(image));
+            const QPixmap pixmap = QPixmap::fromImage(image);
+            icon.addPixmap(pixmap);
+            icon.addPixmap(pixmap, QIcon::Selected); // not tinted in a selected row
         }
     }
     return icon;

@@ -42,9 +42,14 @@ int Alert::runModal()
     box.setIcon(iconOfStyle(m_style));
     box.setText(m_messageText);
     box.setInformativeText(m_informativeText);
-    // The texts hold paths, which may look like markup.
     for (QLabel *label : box.findChildren<QLabel *>()) {
+        // The texts hold paths, which may look like markup.
         label->setTextFormat(Qt::PlainText);
+        if (label->text() == m_messageText) {
+            QFont bold = label->font();
+            bold.setBold(true);
+            label->setFont(bold);
+        }
     }
 
     QList<QPushButton *> buttons;

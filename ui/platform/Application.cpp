@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QIcon>
+#include <QLocale>
 #include <QMainWindow>
 #include <QWindow>
 
@@ -42,6 +43,7 @@ int applicationMain(int argc, char *argv[], const ApplicationInformation &inform
     QApplication::setApplicationVersion(information.version);
     QApplication::setDesktopFileName(information.desktopFileName);
     QApplication::setWindowIcon(QIcon(information.iconFile));
+    QApplication::setLayoutDirection(QLocale().textDirection());
     QApplication::setQuitOnLastWindowClosed(false);
 
     const auto delegate = information.makeDelegate();

@@ -13,7 +13,8 @@ namespace platform {
 TableColumn TableColumn::fromDeclaration(const QString &declaration)
 {
     const QStringList parts = declaration.split(u'|');
-    return {parts.value(0), parts.value(1).toUtf8(), parts.value(2).toUtf8()};
+    return {parts.value(0), parts.value(1).toUtf8(), parts.value(2).toUtf8(),
+            parts.value(3).toInt()};
 }
 
 TableModel::TableModel(ArrayController &controller, const QList<TableColumn> &columns,

@@ -15,8 +15,9 @@ struct TableColumn
     QString title;
     QByteArray textKey;
     QByteArray imageKey; ///< empty for a column without images
+    int width = 0;       ///< at the start, in characters of average width
 
-    /// From "title|text key" or "title|text key|image key", as a layout declares it.
+    /// From "title|text key|image key|width", as a layout declares it.
     static TableColumn fromDeclaration(const QString &declaration);
 };
 

@@ -9,6 +9,8 @@
 #include <QScopedValueRollback>
 #include <QScrollBar>
 #include <QSignalBlocker>
+#include <QStyleOption>
+#include <QStyledItemDelegate>
 
 #include <algorithm>
 
@@ -30,6 +32,20 @@ QIcon emptyTile(const QSize &size, const QColor &color)
     return QIcon(tile);
 }
 
+/// Rows have the focus, not cells: the view marks the whole row.
+class CellDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
+    {
+        QStyledItemDelegate::initStyleOption(option, index);
+        option->state &= ~QStyle::State_HasFocus;
+    }
+};
+
 } // namespace
 
 TableView::TableView(QWidget *parent) : QTableView(parent), m_placeholder(new QLabel(viewport()))
@@ -42,6 +58,7 @@ TableView::TableView(QWidget *parent) : QTableView(parent), m_placeholder(new QL
     setShowGrid(false);
     setWordWrap(false);
     setTabKeyNavigation(false);
+    setItemDelegate(new CellDelegate(this));
     verticalHeader()->hide();
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setDefaultAlignment(Qt::AlignLeading | Qt::AlignVCenter);
@@ -64,6 +81,9 @@ void TableView::setArrayController(ArrayController &controller)
                              emptyTile(iconSize(), palette().color(QPalette::Mid)), this);
     setModel(m_model);
 
+    for (int column = 0; column < columns.size(); ++column) {
+        setColumnWidth(column, columns[column].width * fontMetrics().averageCharWidth());
+    }
     horizontalHeader()->setSortIndicatorShown(true);
     horizontalHeader()->setSectionsClickable(true);
     connect(horizontalHeader(), &QHeaderView::sortIndicatorChanged, m_model, &TableModel::sort);
@@ -116,6 +136,30 @@ QModelIndex TableView::moveCursor(CursorAction action, Qt::KeyboardModifiers mod
     default:
         return QTableView::moveCursor(action, modifiers);
     }
+}
+
+void TableView::currentChanged(const QModelIndex &current, const QModelIndex &previous)
+{
+    QTableView::currentChanged(current, previous);
+    viewport()->update(); // the focus frame spans cells that the base class leaves alone
+}
+
+void TableView::paintEvent(QPaintEvent *event)
+{
+    QTableView::paintEvent(event);
+    if (!hasFocus() || !currentIndex().isValid()) {
+        return;
+    }
+    QStyleOptionFocusRect option;
+    option.initFrom(this);
+    option.rect = visualRect(currentIndex());
+    option.rect.setLeft(0);
+    option.rect.setRight(viewport()->width() - 1);
+    option.state |= QStyle::State_KeyboardFocusChange;
+    option.backgroundColor = palette().color(
+        selectionModel()->isSelected(currentIndex()) ? QPalette::Highlight : QPalette::Base);
+    QPainter painter(viewport());
+    style()->drawPrimitive(QStyle::PE_FrameFocusRect, &option, &painter, this);
 }
 
 void TableView::resizeEvent(QResizeEvent *event)
