@@ -14,7 +14,7 @@ namespace {
 
 // The property list library works its way through nested values by recursion. A file of this
 // size cannot nest deeply enough to exhaust the stack, and no real dictionary comes near it.
-constexpr qint64 largestInfoFile = 512 * 1024; // bytes
+constexpr qint64 largestInfoFile = 512LL * 1024; // bytes
 
 constexpr int deepestValue = 16;
 
@@ -29,7 +29,7 @@ QString textOfNode(plist_t node)
     char *text = nullptr;
     plist_get_string_val(node, &text);
     // An empty text is a text: not null.
-    const QString result = text && *text ? QString::fromUtf8(text) : QStringLiteral("");
+    QString result = text && *text ? QString::fromUtf8(text) : QStringLiteral("");
     std::free(text);
     return result;
 }

@@ -28,7 +28,7 @@ namespace platform {
 
 namespace {
 
-constexpr qint64 largestIconFile = 32 * 1024 * 1024; // bytes
+constexpr qint64 largestIconFile = 32LL * 1024 * 1024; // bytes
 constexpr int mostIconImages = 32;
 
 const QString fileManagerService = QStringLiteral("org.freedesktop.FileManager1");
@@ -90,7 +90,7 @@ QIcon iconFromImages(const QByteArray &bytes)
 /// The desktop's icon for programs, or a plain tile where its theme has none.
 QIcon fallbackIcon()
 {
-    const QIcon themed = QIcon::fromTheme(QStringLiteral("application-x-executable"));
+    QIcon themed = QIcon::fromTheme(QStringLiteral("application-x-executable"));
     if (!themed.isNull()) {
         return themed;
     }
