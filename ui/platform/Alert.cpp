@@ -49,6 +49,8 @@ int Alert::runModal()
             QFont bold = label->font();
             bold.setBold(true);
             label->setFont(bold);
+        } else if (label->text() == m_informativeText) {
+            label->setMinimumWidth(60 * label->fontMetrics().averageCharWidth());
         }
     }
 
