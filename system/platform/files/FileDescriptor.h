@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace platform {
@@ -27,10 +28,16 @@ public:
     bool isOpen() const { return m_descriptor >= 0; }
     int get() const { return m_descriptor; }
 
+    /// Closes the descriptor. False, with errno set, when what was written to it got lost.
+    bool close() { return ::close(std::exchange(m_descriptor, -1)) == 0 || errno == EINTR; }
+
+    /// Closes the descriptor if it is open; errno stays as it is.
     void reset()
     {
         if (isOpen()) {
-            ::close(std::exchange(m_descriptor, -1));
+            const int error = errno;
+            close();
+            errno = error;
         }
     }
 

@@ -35,7 +35,7 @@ public:
 
     /// Opens the item at `path` with the flags of open(2), following links inside the volume
     /// (a final one too, unless `flags` holds O_NOFOLLOW). On failure the result is not open
-    /// and errno tells why.
+    /// and errno tells why. Nothing can be created this way. Trailing slashes are dropped.
     FileDescriptor open(std::string_view path, int flags) const;
 
     /// Opens the folder that holds the item at `path` (O_PATH) and stores the item's own name.
@@ -48,7 +48,9 @@ public:
     std::string hostPath(std::string_view path) const;
 
 private:
+    FileDescriptor openMapped(std::string path, int flags) const;
     std::string mapped(std::string_view path) const;
+    std::string usersFolderHolding(const std::string &name) const;
 
     std::string m_root;
     std::string m_user;

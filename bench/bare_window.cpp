@@ -1,0 +1,24 @@
+// The peer of the program's start: a window with nothing in it. Ends when it has been drawn.
+
+#include <QApplication>
+#include <QMainWindow>
+#include <QTimer>
+
+namespace {
+
+class BareWindow : public QMainWindow
+{
+protected:
+    void paintEvent(QPaintEvent *) override { QTimer::singleShot(0, qApp, &QApplication::quit); }
+};
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const QApplication application(argc, argv);
+    BareWindow window;
+    window.resize(1020, 600);
+    window.show();
+    return QApplication::exec();
+}

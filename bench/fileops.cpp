@@ -1,0 +1,87 @@
+// The file service as a program, for measuring it beside cp, rm and du.
+
+#include "system/platform/files/FileService.h"
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <string_view>
+
+namespace {
+
+constexpr int exitUsage = 2;
+
+std::string absolutePath(const char *argument)
+{
+    if (argument[0] == '/') {
+        return argument;
+    }
+    char *folder = ::getcwd(nullptr, 0);
+    std::string path = folder != nullptr ? folder : "";
+    std::free(folder);
+    return path + '/' + argument;
+}
+
+int fail(const std::string &error)
+{
+    std::printf("%s\n", error.c_str());
+    return EXIT_FAILURE;
+}
+
+int printSize(const platform::FileService &files, const std::string &path)
+{
+    if (!files.exists(path)) {
+        return fail("“" + path + "” does not exist.");
+    }
+    std::printf("%ju\n", static_cast<std::uintmax_t>(files.totalSize(path)));
+    return EXIT_SUCCESS;
+}
+
+// As ISO 8601 has it, in UTC and with nanoseconds.
+int printDate(const platform::FileService &files, const std::string &path)
+{
+    const std::optional<platform::FileAttributes> attributes = files.attributes(path);
+    tm date = {};
+    if (!attributes || ::gmtime_r(&attributes->modificationDate.tv_sec, &date) == nullptr) {
+        return fail("“" + path + "” does not exist.");
+    }
+    char text[64];
+    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &date);
+    std::printf("%s.%09ldZ\n", text, attributes->modificationDate.tv_nsec);
+    return EXIT_SUCCESS;
+}
+
+int printUsage()
+{
+    std::fputs("usage: fileops copy SOURCE DESTINATION | remove PATH | size PATH | date PATH\n",
+               stderr);
+    return exitUsage;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc < 3) {
+        return printUsage();
+    }
+    const std::string_view command = argv[1];
+    if (argc != (command == "copy" ? 4 : 3)) {
+        return printUsage();
+    }
+    const platform::FileService files(platform::Volume::current());
+    const std::string path = absolutePath(argv[2]);
+    std::string error;
+    if (command == "copy") {
+        return files.copy(path, absolutePath(argv[3]), error) ? EXIT_SUCCESS : fail(error);
+    }
+    if (command == "remove") {
+        return files.remove(path, error) ? EXIT_SUCCESS : fail(error);
+    }
+    if (command == "size") {
+        return printSize(files, path);
+    }
+    return command == "date" ? printDate(files, path) : printUsage();
+}
