@@ -17,7 +17,7 @@ namespace platform {
 
 namespace {
 
-const char bindingPrefix[] = "bind_";
+const QByteArray bindingPrefix = QByteArrayLiteral("bind_");
 
 /// The wait cursor while a command runs, and the pressed look of the button that started it.
 class CommandUnderWay
@@ -166,7 +166,7 @@ void LayoutConnections::collectBindings(QObject &object)
         if (!declaration.startsWith(bindingPrefix)) {
             continue;
         }
-        const QByteArray name = declaration.mid(qstrlen(bindingPrefix));
+        const QByteArray name = declaration.mid(bindingPrefix.size());
         const int index = object.metaObject()->indexOfProperty(name);
         if (index < 0) {
             qWarning("No property %s to bind in %s", name.constData(),
