@@ -2,18 +2,18 @@
 
 #include "system/platform/User.h"
 
-#include <algorithm>
-
 namespace {
 
 const QString applicationSupport = QStringLiteral("Application Support/");
 const QString preferences = QStringLiteral("Preferences/");
 
-/// Whether a text from a bundle names an item below the folder that it is appended to.
+/// Whether a text from a bundle names an item below the folder that it is appended to. With a
+/// slash at the end it names one too, but the backup would lie inside that item, and a restore
+/// would remove both.
 bool staysBelowFolder(const QString &text)
 {
-    const QStringList components = text.split(u'/', Qt::SkipEmptyParts);
-    return !components.isEmpty() && !components.contains(QLatin1String(".")) &&
+    const QStringList components = text.split(u'/');
+    return !components.last().isEmpty() && !components.contains(QLatin1String(".")) &&
            !components.contains(QLatin1String(".."));
 }
 

@@ -5,7 +5,8 @@
 
 /// Where an application may keep its settings and data: absolute paths in the order in which
 /// they are tried. They all lie under the user's library folder; a path that a name or an
-/// identifier would lead out of its folder ("..", ".", nothing at all) is left out.
+/// identifier would lead out of its folder ("..", ".", nothing at all, a slash at the end) is left
+/// out.
 ///
 /// `identifier` may be null: what is built from it is left out then.
 class LocationCandidates

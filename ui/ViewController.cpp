@@ -17,9 +17,7 @@ ViewController::ViewController(const QString &nibName,
 
 ViewController::~ViewController()
 {
-    if (m_appsArrayController) {
-        m_appsArrayController->removeObserver(this, selectionKeyPath);
-    }
+    stopObserving();
 }
 
 void ViewController::setApps(const QList<std::shared_ptr<App>> &apps)
@@ -36,6 +34,7 @@ const std::shared_ptr<platform::ArrayController> &ViewController::appsArrayContr
 void ViewController::setAppsArrayController(
     const std::shared_ptr<platform::ArrayController> &controller)
 {
+    stopObserving();
     m_appsArrayController = controller;
     emit appsArrayControllerChanged();
 }
@@ -103,6 +102,13 @@ void ViewController::loadApps()
         if (auto app = appAtPath(path)) {
             m_appsArrayController->addObject(std::move(app));
         }
+    }
+}
+
+void ViewController::stopObserving()
+{
+    if (m_appsArrayController) {
+        m_appsArrayController->removeObserver(this, selectionKeyPath);
     }
 }
 

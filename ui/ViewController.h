@@ -88,6 +88,8 @@ private:
     /// Adds a record for each application that is installed to the array controller.
     void loadApps();
 
+    void stopObserving();
+
     /// The selected application that stands highest in the table, or none.
     App *selectedApp() const;
 

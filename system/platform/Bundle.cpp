@@ -1,6 +1,7 @@
 #include "system/platform/Bundle.h"
 
 #include "system/platform/FileManager.h"
+#include "system/platform/PropertyListCheck.h"
 
 #include <plist/plist.h>
 
@@ -12,11 +13,7 @@ namespace platform {
 
 namespace {
 
-// The property list library works its way through nested values by recursion. A file of this
-// size cannot nest deeply enough to exhaust the stack, and no real dictionary comes near it.
-constexpr qint64 largestInfoFile = 512LL * 1024; // bytes
-
-constexpr int deepestValue = 16;
+constexpr qint64 largestInfoFile = 4LL * 1024 * 1024; // bytes; no real one comes near it
 
 struct PlistDeleter
 {
@@ -34,9 +31,9 @@ QString textOfNode(plist_t node)
     return result;
 }
 
-QVariantMap mapOfNode(plist_t node, int depth);
+QVariantMap mapOfNode(plist_t node);
 
-QVariant variantOfNode(plist_t node, int depth)
+QVariant variantOfNode(plist_t node)
 {
     switch (plist_get_node_type(node)) {
     case PLIST_STRING:
@@ -70,24 +67,21 @@ QVariant variantOfNode(plist_t node, int depth)
     }
     case PLIST_ARRAY: {
         QVariantList list;
-        for (uint32_t i = 0; depth < deepestValue && i < plist_array_get_size(node); ++i) {
-            list.append(variantOfNode(plist_array_get_item(node, i), depth + 1));
+        for (uint32_t i = 0; i < plist_array_get_size(node); ++i) {
+            list.append(variantOfNode(plist_array_get_item(node, i)));
         }
         return list;
     }
     case PLIST_DICT:
-        return mapOfNode(node, depth);
+        return mapOfNode(node);
     default:
         return {};
     }
 }
 
-QVariantMap mapOfNode(plist_t node, int depth)
+QVariantMap mapOfNode(plist_t node)
 {
     QVariantMap map;
-    if (depth >= deepestValue) {
-        return map;
-    }
     plist_dict_iter iterator = nullptr;
     plist_dict_new_iter(node, &iterator);
     for (;;) {
@@ -98,7 +92,7 @@ QVariantMap mapOfNode(plist_t node, int depth)
             std::free(key);
             break;
         }
-        map.insert(QString::fromUtf8(key), variantOfNode(value, depth + 1));
+        map.insert(QString::fromUtf8(key), variantOfNode(value));
         std::free(key);
     }
     std::free(iterator);
@@ -107,13 +101,16 @@ QVariantMap mapOfNode(plist_t node, int depth)
 
 QVariantMap propertyList(const QByteArray &bytes)
 {
+    if (!isModestPropertyList(bytes)) {
+        return {};
+    }
     plist_t node = nullptr;
     plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &node);
     const PlistPointer root(node);
     if (!root || plist_get_node_type(root.get()) != PLIST_DICT) {
         return {};
     }
-    return mapOfNode(root.get(), 0);
+    return mapOfNode(root.get());
 }
 
 /// A file's name as a dictionary gives it, or null when it would lead to another folder.

@@ -18,8 +18,6 @@ public:
     /// The bundle at the folder `path`; none when there is no folder.
     static std::shared_ptr<Bundle> bundleWithPath(const QString &path);
 
-    const QString &bundlePath() const { return m_path; }
-
     /// Text keys to values of any kind; empty when there is no readable dictionary.
     const QVariantMap &infoDictionary() const;
 

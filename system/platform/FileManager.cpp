@@ -12,8 +12,7 @@ namespace {
 
 QDateTime dateFromTimestamp(const timespec &time)
 {
-    const qint64 milliseconds = qint64(time.tv_sec) * 1000 + time.tv_nsec / 1'000'000;
-    return QDateTime::fromMSecsSinceEpoch(milliseconds);
+    return QDateTime::fromSecsSinceEpoch(time.tv_sec).addMSecs(time.tv_nsec / 1'000'000);
 }
 
 bool answer(bool succeeded, const std::string &description, Error *error)

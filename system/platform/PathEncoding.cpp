@@ -17,7 +17,7 @@ bool isEscapedByte(QChar character)
 
 QString pathFromBytes(std::string_view bytes)
 {
-    QStringDecoder decoder(QStringDecoder::Utf8);
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
     QString text = decoder(QByteArrayView(bytes.data(), qsizetype(bytes.size())));
     if (!decoder.hasError()) {
         return text;

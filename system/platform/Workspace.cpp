@@ -30,6 +30,8 @@ namespace {
 
 constexpr qint64 largestIconFile = 32LL * 1024 * 1024; // bytes
 constexpr int mostIconImages = 32;
+constexpr int largestIconImage = 1024; // pixels; the largest that the format has
+constexpr int largestKeptImage = 256;  // pixels; more than the window shows at any scale
 
 const QString fileManagerService = QStringLiteral("org.freedesktop.FileManager1");
 
@@ -73,12 +75,21 @@ QIcon iconFromImages(const QByteArray &bytes)
     buffer.setData(bytes);
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer, "icns");
+    QImageReader::setAllocationLimit(16); // MiB for one image
     QIcon icon;
     const int count = qMin(reader.imageCount(), mostIconImages);
     for (int i = 0; i < count; ++i) {
         reader.jumpToImage(i);
-        const QImage image = reader.read();
-        if (!image.isNull()) {
+        const QSize size = reader.size();
+        if (size.width() > largestIconImage || size.height() > largestIconImage) {
+            continue;
+        }
+        QImage image = reader.read();
+        if (image.width() > largestKeptImage || image.height() > largestKeptImage) {
+            image = image.scaled(largestKeptImage, largestKeptImage, Qt::KeepAspectRatio,
+                                 Qt::SmoothTransformation);
+        }
+        if (!image.isNull() && !icon.availableSizes().contains(image.size())) {
             const QPixmap pixmap = QPixmap::fromImage(image);
             icon.addPixmap(pixmap);
             icon.addPixmap(pixmap, QIcon::Selected); // not tinted in a selected row
@@ -176,8 +187,11 @@ bool Workspace::launchApplication(const QString &path)
     }
     const QStringList processes =
         Task::outputLines(QStringLiteral("/bin/ps"), {QStringLiteral("-A")});
-    const bool isRunning = std::any_of(processes.begin(), processes.end(),
-                                       [&](const QString &line) { return line.contains(program); });
+    // The program's path as a whole argument, also of an interpreter.
+    const QString argument = u' ' + program + u' ';
+    const bool isRunning =
+        std::any_of(processes.begin(), processes.end(),
+                    [&](const QString &process) { return (process + u' ').contains(argument); });
     return !isRunning && startDetached(program, {});
 }
 

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QLabel>
+#include <QMainWindow>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -22,6 +23,20 @@ QMessageBox::Icon iconOfStyle(Alert::Style style)
     return QMessageBox::Warning;
 }
 
+/// The window that the alert belongs to. None is active right after an earlier alert has closed.
+QWidget *owner()
+{
+    if (QWidget *const active = QApplication::activeWindow()) {
+        return active;
+    }
+    for (QWidget *window : QApplication::topLevelWidgets()) {
+        if (window->isVisible() && qobject_cast<QMainWindow *>(window)) {
+            return window;
+        }
+    }
+    return nullptr;
+}
+
 /// The plain cursor for as long as it lives, also over that of a command under way.
 class PlainCursor
 {
@@ -36,7 +51,7 @@ public:
 
 int Alert::runModal()
 {
-    QMessageBox box(QApplication::activeWindow());
+    QMessageBox box(owner());
     box.setWindowModality(Qt::ApplicationModal);
     box.setWindowTitle(QApplication::applicationDisplayName());
     box.setIcon(iconOfStyle(m_style));
@@ -70,8 +85,10 @@ int Alert::runModal()
 
     const PlainCursor cursor;
     box.exec();
-    const auto closedBy = buttons.indexOf(static_cast<QPushButton *>(box.clickedButton()));
-    return firstButtonReturn + int(qMax(closedBy, 0));
+    // Closed without any button, when the session ends, say: nobody has agreed to anything.
+    QAbstractButton *const button = box.clickedButton() ? box.clickedButton() : box.escapeButton();
+    const auto index = buttons.indexOf(static_cast<QPushButton *>(button));
+    return firstButtonReturn + int(qMax(index, 0));
 }
 
 } // namespace platform

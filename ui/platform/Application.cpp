@@ -64,6 +64,10 @@ int applicationMain(int argc, char *argv[], const ApplicationInformation &inform
     showDrawn(window);
     controller->viewDidLoad();
     delegate->applicationDidFinishLaunching();
+    if (!window.isVisible() && delegate->applicationShouldTerminateAfterLastWindowClosed()) {
+        delegate->applicationWillTerminate(); // closed before the event loop could tell
+        return 0;
+    }
     return QApplication::exec();
 }
 

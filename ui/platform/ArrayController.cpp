@@ -39,8 +39,9 @@ void ArrayController::rearrangeObjects()
             indexes.append(i);
         }
     }
-    const bool moved = indexes != m_selectionIndexes;
-    m_selectionIndexes = indexes;
+    const QList<int> oldIndexes = std::exchange(m_selectionIndexes, indexes);
+    // With all records selected the places stay the same, but the topmost record may be another.
+    const bool moved = indexes != oldIndexes || selectedObjects() != selection;
     emit rearranged();
     if (moved) {
         notifySelectionChange();
@@ -73,9 +74,6 @@ void ArrayController::addObserver(KeyValueObserver *observer, const QString &key
                                   void *context)
 {
     m_observations.push_back({observer, keyPath, options, context});
-    if (options & InitialValue) {
-        notify(m_observations.back());
-    }
 }
 
 void ArrayController::removeObserver(KeyValueObserver *observer, const QString &keyPath)

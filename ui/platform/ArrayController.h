@@ -11,11 +11,10 @@
 
 namespace platform {
 
-/// What a change description holds, and whether an observer is notified at once.
+/// What a change description holds.
 enum ObservingOption
 {
-    NewValue = 1,     ///< the change description carries the new value under "new"
-    InitialValue = 4, ///< notify once when the observer is added
+    NewValue = 1, ///< the new value, under "new"
 };
 
 /// Is told of changes of an observed value.
@@ -49,7 +48,7 @@ public:
     const QList<SortDescriptor> &sortDescriptors() const { return m_sortDescriptors; }
 
     /// Sorts the displayed order anew. Observers of "selectionIndexes" are notified if the
-    /// selected records stand at other places afterwards.
+    /// selected records stand at other places afterwards, or in another order.
     void rearrangeObjects();
 
     /// The records in displayed order.

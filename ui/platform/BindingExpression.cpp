@@ -10,10 +10,9 @@ namespace platform {
 
 namespace {
 
-/// The value of the leading keys that the array controller itself answers; they are taken off.
-QVariant rootValue(QByteArrayList &keys, const ArrayController &controller)
+/// The value of the first key, which the array controller itself answers.
+QVariant rootValue(const QByteArray &root, const ArrayController &controller)
 {
-    const QByteArray root = keys.takeFirst();
     if (root == "selection") {
         const QObjectList selected = controller.selectedObjects();
         return selected.isEmpty() ? QVariant() : QVariant::fromValue(selected.first());
@@ -21,19 +20,12 @@ QVariant rootValue(QByteArrayList &keys, const ArrayController &controller)
     if (root == "hasMultipleSelection") {
         return controller.selectionIndexes().size() > 1;
     }
-    const bool counts = !keys.isEmpty() && keys.takeFirst() == "@count";
-    if (counts && root == "selectedObjects") {
-        return int(controller.selectionIndexes().size());
-    }
-    if (counts && root == "arrangedObjects") {
-        return int(controller.arrangedObjects().size());
-    }
     return {};
 }
 
 QVariant follow(QByteArrayList keys, const ArrayController &controller, QObjectList *visited)
 {
-    QVariant value = rootValue(keys, controller);
+    QVariant value = rootValue(keys.takeFirst(), controller);
     for (const QByteArray &key : std::as_const(keys)) {
         QObject *const object = value.value<QObject *>();
         if (!object) {
@@ -54,8 +46,7 @@ bool holds(const QVariant &value)
     }
     switch (value.typeId()) {
     case QMetaType::Bool:
-    case QMetaType::Int:
-        return value.toInt() != 0;
+        return value.toBool();
     case QMetaType::QString:
         return !value.toString().isNull();
     case QMetaType::QDateTime:

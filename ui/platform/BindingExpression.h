@@ -13,9 +13,8 @@ class ArrayController;
 /// "selection.prefs.backupDate", or a condition of several, such as
 /// "selection.prefs.found & !selection.prefs.backedUp".
 ///
-/// "selection" is the first selected record; "selectedObjects.@count" and
-/// "arrangedObjects.@count" are numbers of records; "hasMultipleSelection" is whether several are
-/// selected. Every further key is a property.
+/// "selection" is the first selected record, "hasMultipleSelection" whether there are several.
+/// Every further key is a property.
 class BindingExpression
 {
 public:
@@ -24,7 +23,7 @@ public:
     /// The value of a single key path; invalid when some object on the way is missing.
     QVariant value(const ArrayController &controller) const;
 
-    /// Whether every term holds. A value that is unset, no, zero or no object does not.
+    /// Whether every term holds. A value that is unset, no or no object does not.
     bool isTrue(const ArrayController &controller) const;
 
     /// The objects whose properties the expression reads.

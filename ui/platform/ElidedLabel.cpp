@@ -1,5 +1,7 @@
 #include "ui/platform/ElidedLabel.h"
 
+#include "ui/platform/PlainToolTip.h"
+
 #include <QClipboard>
 #include <QContextMenuEvent>
 #include <QGuiApplication>
@@ -19,15 +21,21 @@ ElidedLabel::ElidedLabel(QWidget *parent) : QLabel(parent)
     setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
 }
 
+QSize ElidedLabel::sizeHint() const
+{
+    return {fontMetrics().horizontalAdvance(line()), fontMetrics().height() + 2};
+}
+
 QSize ElidedLabel::minimumSizeHint() const
 {
-    return {fontMetrics().averageCharWidth() * 8, QLabel::minimumSizeHint().height()};
+    return {fontMetrics().averageCharWidth() * 8, sizeHint().height()};
 }
 
 bool ElidedLabel::event(QEvent *event)
 {
     if (event->type() == QEvent::ToolTip && isElided()) {
-        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), text(), this);
+        QToolTip::showText(static_cast<QHelpEvent *>(event)->globalPos(), plainToolTip(text()),
+                           this);
         return true;
     }
     return QLabel::event(event);
@@ -58,15 +66,22 @@ void ElidedLabel::paintEvent(QPaintEvent *event)
     }
     QPainter painter(this);
     const QString elided =
-        fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
+        fontMetrics().elidedText(line(), Qt::ElideMiddle, contentsRect().width());
     style()->drawItemText(&painter, contentsRect(),
                           int(QStyle::visualAlignment(layoutDirection(), alignment())), palette(),
                           isEnabled(), elided, foregroundRole());
 }
 
+/// The text in one line, whatever it holds.
+QString ElidedLabel::line() const
+{
+    QString line = text();
+    return line.replace(u'\n', u' ').replace(u'\r', u' ').replace(QChar::LineSeparator, u' ');
+}
+
 bool ElidedLabel::isElided() const
 {
-    return fontMetrics().horizontalAdvance(text()) > contentsRect().width();
+    return fontMetrics().horizontalAdvance(line()) > contentsRect().width() || line() != text();
 }
 
 void ElidedLabel::copyWholeText() const

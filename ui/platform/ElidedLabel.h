@@ -14,6 +14,7 @@ class ElidedLabel : public QLabel
 public:
     explicit ElidedLabel(QWidget *parent = nullptr);
 
+    QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
 protected:
@@ -23,6 +24,7 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
+    QString line() const;
     bool isElided() const;
     void copyWholeText() const;
 };

@@ -99,8 +99,6 @@ LayoutConnections::LayoutConnections(QWidget &layout, ViewController &controller
         observeRecords();
         updateBindings();
     });
-    connect(m_arrayController.get(), &ArrayController::rearranged, this,
-            &LayoutConnections::updateBindings);
     updateBindings();
 }
 
@@ -228,8 +226,8 @@ void LayoutConnections::update(const Binding &binding) const
         }
     }
     // A widget that is not shown yet calls itself invisible, whether it is hidden or not.
-    const bool isVisibility = binding.property.typeId() == QMetaType::Bool;
-    if (isVisibility || binding.property.read(binding.object) != value) {
+    const bool mayBeVisibility = binding.property.typeId() == QMetaType::Bool;
+    if (mayBeVisibility || binding.property.read(binding.object) != value) {
         binding.property.write(binding.object, value);
     }
 }

@@ -30,8 +30,8 @@ class ViewController;
 /// - The dynamic property `contextMenu` of a widget lists the menus whose commands
 ///   its context menu offers.
 ///
-/// A binding is read again when the selection or the list changes, and when any property of the
-/// records that it reads notifies.
+/// A binding is read again when the selection changes, and when any property of the records that it
+/// reads notifies.
 class LayoutConnections : public QObject
 {
     Q_OBJECT

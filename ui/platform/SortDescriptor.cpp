@@ -4,6 +4,7 @@
 #include <QVariant>
 
 #include <algorithm>
+#include <vector>
 
 namespace platform {
 

@@ -1,6 +1,7 @@
 #include "ui/platform/TableModel.h"
 
 #include "ui/platform/ArrayController.h"
+#include "ui/platform/PlainToolTip.h"
 
 #include <QHash>
 #include <QMetaMethod>
@@ -49,8 +50,9 @@ QVariant TableModel::data(const QModelIndex &index, int role) const
     const TableColumn &column = m_columns[index.column()];
     switch (role) {
     case Qt::DisplayRole:
-    case Qt::ToolTipRole:
         return record.property(column.textKey);
+    case Qt::ToolTipRole:
+        return plainToolTip(record.property(column.textKey).toString());
     case Qt::DecorationRole: {
         if (column.imageKey.isEmpty()) {
             return {};
@@ -73,6 +75,9 @@ QVariant TableModel::headerData(int section, Qt::Orientation orientation, int ro
 
 void TableModel::sort(int column, Qt::SortOrder order)
 {
+    if (column < 0) {
+        return;
+    }
     m_controller.setSortDescriptors(
         {{QString::fromUtf8(m_columns[column].textKey), order == Qt::AscendingOrder}});
     m_controller.rearrangeObjects();
@@ -134,10 +139,11 @@ void TableModel::movePersistentIndexes()
     for (int row = 0; row < m_rowCount; ++row) {
         rows.insert(m_controller.arrangedObjects()[row].get(), row);
     }
+    QModelIndexList moved;
     for (int i = 0; i < m_persistentIndexes.size(); ++i) {
-        const QModelIndex &old = m_persistentIndexes[i];
-        changePersistentIndex(old, index(rows.value(m_persistentRecords[i]), old.column()));
+        moved.append(index(rows.value(m_persistentRecords[i]), m_persistentIndexes[i].column()));
     }
+    changePersistentIndexList(m_persistentIndexes, moved);
     emit layoutChanged();
 }
 

@@ -30,8 +30,17 @@ struct DirectoryCloser
     void operator()(DIR *directory) const { ::closedir(directory); }
 };
 
-/// The paths of the folders directly inside the folder at `path`, sorted. A name with a line
-/// break is left out: it could not be told from two lines.
+/// Whether a name could not be told from two lines: it holds a line feed, vertical tab, form feed,
+/// carriage return, or in UTF-8 a next line, line separator or paragraph separator.
+bool breaksLine(std::string_view name)
+{
+    return name.find_first_of("\n\v\f\r") != std::string_view::npos ||
+           name.find("\xC2\x85") != std::string_view::npos ||
+           name.find("\xE2\x80\xA8") != std::string_view::npos ||
+           name.find("\xE2\x80\xA9") != std::string_view::npos;
+}
+
+/// The paths of the folders directly inside the folder at `path`, sorted.
 std::vector<std::string> foldersIn(const Volume &volume, const std::string &path)
 {
     std::vector<std::string> folders;
@@ -44,8 +53,7 @@ std::vector<std::string> foldersIn(const Volume &volume, const std::string &path
     while (const dirent *entry = directory ? ::readdir(directory.get()) : nullptr) {
         const std::string_view name = entry->d_name;
         const bool mayBeFolder = entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN;
-        if (!mayBeFolder || name == "." || name == ".." ||
-            name.find_first_of("\n\r") != std::string_view::npos) {
+        if (!mayBeFolder || name == "." || name == ".." || breaksLine(name)) {
             continue;
         }
         folders.push_back(std::string(path == "/" ? "" : path).append(1, '/').append(name));
@@ -110,5 +118,5 @@ int main(int argc, char *argv[])
         return 1;
     }
     printBundles(volume);
-    return std::fflush(stdout) == 0 ? 0 : 1;
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? 0 : 1;
 }

@@ -81,5 +81,5 @@ int main(int argc, char *argv[])
             std::printf("%7d %s\n", process, command.c_str());
         }
     }
-    return std::fflush(stdout) == 0 ? 0 : 1;
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? 0 : 1;
 }

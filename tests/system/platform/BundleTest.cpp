@@ -98,7 +98,21 @@ void BundleTest::brokenDictionaries_data()
                                                     6);
     QTest::newRow("cut off binary") << whole.left(whole.size() - 9);
     QTest::newRow("nested beyond measure") << xml(QByteArray("<array>").repeated(1'000'000));
-    QTest::newRow("as deep as the size allows") << xml(QByteArray("<array>").repeated(70'000));
+    // Ten arrays of ten references to the next: 232 bytes, a million million values.
+    QByteArray unfolding = "bplist00";
+    for (char level = 1; level <= 12; ++level) {
+        unfolding += '\xAA' + QByteArray(10, level);
+    }
+    unfolding += '\x08';
+    const qsizetype offsets = unfolding.size();
+    for (char level = 0; level <= 12; ++level) {
+        unfolding += char(8 + 11 * level);
+    }
+    unfolding += QByteArray(6, 0) + "\x01\x01" + QByteArray(7, 0) + '\x0D' + QByteArray(15, 0) +
+                 char(offsets);
+    QTest::newRow("unfolding without end") << unfolding;
+    QTest::newRow("nested binary")
+        << binary(xml(QByteArray("<array>").repeated(100) + QByteArray("</array>").repeated(100)));
 }
 
 void BundleTest::brokenDictionaries()

@@ -38,6 +38,7 @@ void FileManagerTest::namesInAnyEncoding_data()
     QTest::newRow("Latin-1") << QByteArray("Gr\xf6\xdf"
                                            "e");
     QTest::newRow("both") << QByteArray("\xc3\xb6\xf6");
+    QTest::newRow("byte order mark") << QByteArray("\xef\xbb\xbfx");
     QTest::newRow("encoded surrogate") << QByteArray("\xed\xb3\xb6");
 }
 
@@ -85,6 +86,9 @@ void FileManagerTest::listings()
 
     m_volume.setDate("/F/d", -1500);
     QCOMPARE(m_manager.modificationDate("/F/d").toMSecsSinceEpoch(), -1500);
+    m_volume.setDate("/F/d",
+                     std::numeric_limits<qint64>::max() - 1000); // or what the disk can hold
+    QVERIFY(m_manager.attributesOfItemAtPath("/F/d"));
     QVERIFY(!m_manager.modificationDate("/missing").isValid());
 }
 

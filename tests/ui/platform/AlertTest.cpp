@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QLabel>
+#include <QMainWindow>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
@@ -18,6 +19,8 @@ class AlertTest : public QObject
 private slots:
     void responses_data();
     void responses();
+    void everyAlertHasAnOwner();
+    void endedWithoutAButton();
     void looks();
 
 private:
@@ -68,6 +71,24 @@ void AlertTest::responses()
         }
     });
     QTEST(response, "response");
+}
+
+void AlertTest::everyAlertHasAnOwner()
+{
+    QMainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    for (int i = 0; i < 3; ++i) {
+        run({"Ok"}, [&](QMessageBox &box) {
+            QCOMPARE(box.parentWidget(), &window);
+            box.close();
+        });
+    }
+}
+
+void AlertTest::endedWithoutAButton()
+{
+    QCOMPARE(run({"Ok", "Cancel"}, [](QMessageBox &box) { box.done(0); }), 1001);
 }
 
 void AlertTest::looks()

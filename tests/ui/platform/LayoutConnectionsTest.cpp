@@ -146,12 +146,9 @@ void LayoutConnectionsTest::textBindings()
     name->setProperty("null_text", "unnamed");
     name->setProperty("none_text", "nothing selected");
     QLabel *const derived = label("selection.derived");
-    QLabel *const count = label("arrangedObjects.@count");
     connectLayout();
     ArrayController &records = *m_controller->records;
     QCOMPARE(name->text(), "nothing selected");
-    records.rearrangeObjects();
-    QCOMPARE(count->text(), "2");
 
     records.setSelectionIndexes({0, 1});
     QCOMPARE(name->text(), "first");
@@ -161,6 +158,13 @@ void LayoutConnectionsTest::textBindings()
     m_second->setProperty("name", "second");
     QCOMPARE(name->text(), "second");
     QCOMPARE(derived->text(), "second!");
+    // So they do for another topmost record after a rearrangement.
+    records.setSelectionIndexes({0, 1});
+    QCOMPARE(name->text(), "first");
+    records.setSortDescriptors({{"name", false}});
+    records.rearrangeObjects();
+    QCOMPARE(name->text(), "second");
+    records.setSelectionIndexes({0});
     // A record that is no longer selected has no say.
     m_first->setProperty("name", "renamed");
     QCOMPARE(name->text(), "second");
