@@ -1,0 +1,333 @@
+"""Drives Tarnwell's real window the way the user of a screen reader does.
+
+Everything is found by role and accessible name. No step waits for a fixed time: each polls for the
+state that it needs, and gives up with an AssertionError when that has not come after PATIENCE.
+"""
+
+import contextlib
+import hashlib
+import os
+import subprocess
+import tempfile
+import time
+from pathlib import Path
+
+import pyatspi
+from gi.repository import Atspi, GLib
+
+PATIENCE = 30  # seconds; only a fault takes as long
+
+# The buttons, and the shortcut that gives the same command.
+COMMANDS = {
+    "Launch Application": "Ctrl+L",
+    "Show Application": "Ctrl+Shift+L",
+    "Back Up Preferences": "Ctrl+B",
+    "Restore Preferences": "Ctrl+R",
+    "Show Preferences File": "Ctrl+E",
+    "Back Up Data": "Ctrl+Shift+B",
+    "Restore Data": "Ctrl+Shift+R",
+    "Open Data Folder": "Ctrl+Shift+E",
+}
+
+Atspi.set_timeout(PATIENCE * 1000, PATIENCE * 1000)
+pyatspi.Registry.getDesktop(0).set_cache_mask(Atspi.Cache.NONE)
+
+
+def make_volume(target):
+    """Makes the sample volume of the user anna in a folder."""
+    maker = Path(__file__).resolve().parents[2] / "demo/make-sample-volume"
+    subprocess.run([maker, target], check=True, stdout=subprocess.DEVNULL)
+
+
+def snapshot(top, identity=False):
+    """Every item at and below a path: its mode, time and content; with identity also what tells
+    an item that nobody has touched from an equal one. Empty when there is nothing."""
+    def describe(path):
+        status = path.lstat()
+        content = ""
+        if path.is_symlink():
+            content = os.readlink(path)
+        elif path.is_file():
+            content = hashlib.sha256(path.read_bytes()).hexdigest()
+        untouched = (status.st_ino, status.st_ctime_ns) if identity else ()
+        return (oct(status.st_mode), status.st_mtime_ns, content, *untouched)
+
+    if not os.path.lexists(top):
+        return {}
+    below = (Path(folder, name) for folder, folders, files in os.walk(top)
+             for name in folders + files)
+    return {str(path.relative_to(top)): describe(path) for path in (top, *below)}
+
+
+def processes():
+    """Each process's (identifier, parent, state, command line)."""
+    for folder in Path("/proc").glob("[0-9]*"):
+        with contextlib.suppress(OSError):  # it has just ended
+            command = (folder / "cmdline").read_bytes().replace(b"\0", b" ").decode(errors="replace")
+            state, parent = (folder / "stat").read_text().rpartition(")")[2].split()[:2]
+            yield int(folder.name), int(parent), state, command
+
+
+def launched(volume):
+    """The running programs of a volume's applications, without the children of such programs."""
+    found = {process: parent for process, parent, _, command in processes()
+             if f"{volume}/Applications/" in command}
+    return [process for process, parent in found.items() if parent not in found]
+
+
+def wait_until(condition, what):
+    """Returns the condition's first true result."""
+    deadline = time.monotonic() + PATIENCE
+    while True:
+        with contextlib.suppress(GLib.Error):  # something went away while it was looked at
+            if result := condition():
+                return result
+        assert time.monotonic() < deadline, f"waited {PATIENCE} s in vain for {what}"
+        time.sleep(0.02)
+
+
+def has(item, *states):
+    present = item.getState()
+    return all(present.contains(state) for state in states)
+
+
+def descendants(item):
+    """The items below an item; of a table only the table itself, for its cells are many."""
+    for child in item:
+        if child is not None:
+            yield child
+            if child.getRole() != pyatspi.ROLE_TABLE:
+                yield from descendants(child)
+
+
+def shortcut(item):
+    """The keys that do what pressing an item does; empty without such keys or while disabled."""
+    offered = item.queryAction()
+    return next((offered.getKeyBinding(i) for i in range(offered.nActions)
+                 if offered.getName(i) == "Press"), "")
+
+
+def press(item):
+    offered = item.queryAction()
+    offered.doAction([offered.getName(i) for i in range(offered.nActions)].index("Press"))
+
+
+def extents(item):
+    return item.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
+
+
+def xdotool(*arguments):
+    """Returns what it says; nothing when it fails."""
+    return subprocess.run(["xdotool", *arguments], stdout=subprocess.PIPE,
+                          stderr=subprocess.DEVNULL, text=True).stdout.strip()
+
+
+class Alert:
+    """An alert that waits for its answer."""
+
+    def __init__(self, item):
+        self.item = item
+        parts = list(descendants(item))
+        labels = [part for part in parts if part.getRole() == pyatspi.ROLE_LABEL]
+        buttons = [part for part in parts if part.getRole() == pyatspi.ROLE_PUSH_BUTTON]
+        self.title, self.text = (
+            label.name for label in sorted(labels, key=lambda label: extents(label).y))
+        # By name, from left to right.
+        self.buttons = {button.name: button
+                        for button in sorted(buttons, key=lambda button: extents(button).x)}
+
+
+class Tarnwell:
+    """A running Tarnwell. As a context it ends the process, whatever has happened."""
+
+    def __init__(self, program, volume, arguments=(), **environment):
+        self._output, self._errors = tempfile.TemporaryFile(), tempfile.TemporaryFile()
+        self.process = subprocess.Popen(
+            [program, *arguments], stdin=subprocess.DEVNULL, stdout=self._output,
+            stderr=self._errors,
+            env={**os.environ, "TARNWELL_VOLUME": str(volume), "TARNWELL_USER": "anna",
+                 **environment})
+        try:
+            self.application = self.wait_until(self._find_application, "the application")
+            self.wait_until(lambda: self.find_all(pyatspi.ROLE_TABLE), "the window")
+            self._x_window = self.wait_until(
+                lambda: xdotool("search", "--onlyvisible", "--pid", str(self.process.pid)),
+                "the window on the screen")
+            self.table = self.find(pyatspi.ROLE_TABLE, "Applications")
+            self.buttons = {button.name: button
+                            for button in self.find_all(pyatspi.ROLE_PUSH_BUTTON)}
+        except BaseException:
+            self.__exit__()
+            raise
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+        self._output.close()
+        self._errors.close()
+
+    def wait_until(self, condition, what):
+        def checked():
+            assert self.process.poll() is None, f"Tarnwell ended while {what} was awaited"
+            return condition()
+
+        return wait_until(checked, what)
+
+    def _find_application(self):
+        for application in pyatspi.Registry.getDesktop(0):
+            with contextlib.suppress(GLib.Error, AttributeError):  # one that has just ended
+                if application.get_process_id() == self.process.pid:
+                    return application
+        return None
+
+    # What there is.
+
+    def find_all(self, role, name=None):
+        return [item for item in descendants(self.application)
+                if item.getRole() == role and name in (None, item.name)]
+
+    def find(self, role, name):
+        """The one item with a role and a name."""
+        found = self.find_all(role, name)
+        assert len(found) == 1, f"{len(found)} items are named {name}"
+        return found[0]
+
+    def headers(self):
+        """The table's column headers by title."""
+        return {item.name: item for item in self.table
+                if item.getRole() == pyatspi.ROLE_TABLE_COLUMN_HEADER}
+
+    def enabled_buttons(self):
+        return {name for name, button in self.buttons.items()
+                if has(button, pyatspi.STATE_SENSITIVE)}
+
+    def enabled_shortcuts(self):
+        """The shortcuts of the menu bar's items that can be chosen."""
+        return {shortcut(item) for item in self.find_all(pyatspi.ROLE_MENU_ITEM)
+                if has(item, pyatspi.STATE_SENSITIVE)}
+
+    def texts(self):
+        """Every name and description that the window shows."""
+        shown = [item for item in descendants(self.application)
+                 if has(item, pyatspi.STATE_SHOWING)]
+        return [text for item in shown for text in (item.name, item.description) if text]
+
+    def names(self):
+        """The first column, from the top."""
+        table = self.table.queryTable()
+        return [table.getAccessibleAt(row, 0).name for row in range(table.nRows)]
+
+    def selection(self):
+        names = self.names()
+        return [names[row] for row in sorted(self.table.queryTable().getSelectedRows())]
+
+    def wait_for_list(self):
+        """Waits until the applications are listed; on an empty volume that never happens."""
+        return self.wait_until(self.names, "the list of applications")
+
+    def wait_for_selection(self, *names):
+        self.wait_until(lambda: set(self.selection()) == set(names), f"the selection of {names}")
+
+    # What can be done.
+
+    def select(self, *names):
+        table = self.table.queryTable()
+        for row in table.getSelectedRows():
+            table.removeRowSelection(row)
+        listed = self.names()
+        for name in names:
+            table.addRowSelection(listed.index(name))
+        self.wait_for_selection(*names)
+
+    def key(self, *chords, command="key"):
+        """Presses keys in whichever window of the program has the keyboard."""
+        self.wait_until(lambda: any(has(window, pyatspi.STATE_ACTIVE, pyatspi.STATE_SHOWING)
+                                    for window in self.application), "an active window")
+        xdotool(command, *chords)
+
+    def type(self, text):
+        self.key(text, command="type")
+
+    def click(self, item, across=0.5):
+        """Clicks on an item, at a fraction of its width. One place twice may be a double click."""
+        place = extents(item)
+        xdotool("mousemove", str(place.x + int(place.width * across)),
+                str(place.y + place.height // 2), "click", "1")
+
+    def start(self, command):
+        """Presses a button and returns at once; its command shows an alert, or ends by itself."""
+        assert command in self.enabled_buttons(), f"the button {command} is disabled"
+        press(self.buttons[command])
+
+    def _alert_item(self):
+        return next((item for item in self.application
+                     if item is not None and item.getRole() == pyatspi.ROLE_ALERT
+                     and has(item, pyatspi.STATE_SHOWING, pyatspi.STATE_ACTIVE)), None)
+
+    def alert(self):
+        """Waits for an alert that takes the keyboard."""
+        return Alert(self.wait_until(self._alert_item, "an alert"))
+
+    def answer(self, alert, answer):
+        """Answers by a button's name or a key's, and waits until the alert is gone."""
+        if answer in alert.buttons:
+            press(alert.buttons[answer])
+        else:
+            self.key(answer)
+
+        def is_gone():
+            try:
+                return not has(alert.item, pyatspi.STATE_SHOWING)
+            except GLib.Error:
+                return True
+
+        self.wait_until(is_gone, f'the end of the alert "{alert.title}"')
+
+    def wait_for_end(self, command):
+        """Waits until a command has ended: its button stays down for as long as it runs."""
+        def has_ended():
+            alert = self._alert_item()
+            assert not alert, f'an unexpected alert: "{Alert(alert).title}"'
+            return not has(self.buttons[command], pyatspi.STATE_PRESSED)
+
+        self.wait_until(has_ended, f"the end of {command}")
+
+    def run(self, command, *answers):
+        """Presses a button, answers its alerts in turn and waits for the command's end.
+
+        Returns the (title, text) of each alert. One alert too many is an AssertionError.
+        """
+        self.start(command)
+        seen = []
+        for answer in answers:
+            alert = self.alert()
+            seen.append((alert.title, alert.text))
+            self.answer(alert, answer)
+        self.wait_for_end(command)
+        return seen
+
+    def screenshot(self, path):
+        """Takes the screen without its empty borders, when it has come to rest."""
+        def is_at_rest():
+            before = path.read_bytes() if path.exists() else b""
+            subprocess.run(["import", "-silent", "-window", "root", "-trim", "+repage", "-strip",
+                            "-define", "png:exclude-chunks=date,time", f"png:{path}"], check=True)
+            return path.read_bytes() == before
+
+        self.wait_until(is_at_rest, "a window at rest")
+
+    def close(self, chord="alt+F4"):
+        """Closes the window and returns the exit status; alt+F4 is the window manager's way."""
+        # The window manager learns a little later than the program that an alert is gone.
+        self.wait_until(lambda: xdotool("getactivewindow") == self._x_window, "the active window")
+        self.key(chord)
+        return self.process.wait(PATIENCE)
+
+    def output(self):
+        """What has been written on standard output and on standard error."""
+        return tuple(os.pread(file.fileno(), 1 << 20, 0).decode()
+                     for file in (self._output, self._errors))

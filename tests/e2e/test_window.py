@@ -1,0 +1,486 @@
+#!/usr/bin/python3
+"""Tests of the real window on a real volume. Usage: test_window.py --build FOLDER [TEST ...]
+
+Exit status: 0 passed, 1 failed, 77 the means to drive a window are missing.
+"""
+
+import contextlib
+import os
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+from urllib.parse import unquote, urlsplit
+
+try:
+    import driver
+    import pyatspi
+    from driver import COMMANDS, snapshot, wait_until
+except ImportError as error:
+    print(error, file=sys.stderr)
+    sys.exit(77)
+if not shutil.which("xdotool"):
+    print("xdotool is missing", file=sys.stderr)
+    sys.exit(77)
+
+BUILD = Path()
+SAMPLE = Path()  # a volume to copy, never used itself
+
+NAMES = [
+    "almanac", "Birdsong", "Café Größe", "clockwork", "Desk Clock", "Garden Planner",
+    "Household Budget", "Kitchen Timer", "Letter Box", "Map Folder",
+    "Night Sky Observatory and Weather Station for the Whole Family at Home", "Paper Crane",
+    "Pocket Piano", "Quiet Radio", "Recipe Drawer", "Tide Table", "Torchlight",
+]
+
+
+class Kind:
+    """One kind of settings: its commands, where Recipe Drawer keeps it, and the messages."""
+
+    def __init__(self, name, live, changeable, question, were_restored, backup_error_end):
+        word, path = name.lower(), f"/users/anna/Library/{live}"
+        permissions = "Please make sure you have appropriate permissions!\n("
+        self.back_up, self.restore = f"Back Up {name}", f"Restore {name}"
+        self.live, self.backup = f"Users/anna/Library/{live}", f"Users/anna/Library/{live}.bak"
+        self.changeable = changeable  # a file of it, from its path
+        self.question = question
+        self.backed_up_already = (
+            f"{name} already backed up",
+            f"A backup of this application's {word} already exists.\n\n"
+            "Do you want to override the existing backup?")
+        self.backup_error = (
+            "Backup Error", f"There was an error backing up the {word}.\n\n"
+            f"{permissions}{path}.bak{backup_error_end}")
+        self.running = (
+            "Application is Running", "The application is currently running.\n\nIt is recommended "
+            f"you terminate it first before restoring its {word}. Are you sure you want to "
+            "continue?")
+        self.restored = (f"{name} Restored!",
+                         f"The {word} {were_restored} successfully restored from backup.")
+        self.restore_error = (
+            "Restore Error",
+            f"There was an error restoring the {word}.\n\n{permissions}{path}).")
+
+
+KINDS = PREFERENCES, DATA = (
+    Kind("Preferences", "Preferences/vnd.sample.recipe-drawer.plist", "",
+         ("Restoring of Preferences",
+          "Are you sure you want to restore this app's preferences from backup? The current "
+          "preferences will be overwritten.\n\n(The preferences backup will not be deleted and can "
+          "be restored again in future.)"), "were", ")."),
+    Kind("Data", "Application Support/Recipe Drawer", "Origin.txt",
+         ("Data Restore",
+          "Are you sure you want to restore this app's data from backup?\n\n(The data backup will "
+          "not be deleted and can be restored again, but the current data will be overwritten.)"),
+         "was", ")"),
+)
+
+
+def remove(path):
+    shutil.rmtree(path) if path.is_dir() else path.unlink()
+
+
+class WindowTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        # A name that is mangled by whoever does not quote it.
+        temporary = tempfile.TemporaryDirectory(prefix="Anna's disk, 100 %20 größer ")
+        self.addCleanup(temporary.cleanup)
+        self.folder = Path(temporary.name)
+        self.volume = self.folder / "volume"
+        shutil.copytree(SAMPLE, self.volume, symlinks=True)
+        self.programs = self.folder / "bin"  # all that Tarnwell finds in its PATH
+        self.programs.mkdir()
+        (self.programs / "sleep").symlink_to(shutil.which("sleep"))
+
+    @contextlib.contextmanager
+    def window(self, *selected, arguments=(), volume=None, lines=0, closed_by="alt+F4"):
+        """A window that at the end closes with status 0, having written so many lines."""
+        with driver.Tarnwell(BUILD / "bin/tarnwell", volume or self.volume, arguments,
+                             PATH=str(self.programs)) as window:
+            if volume is None:
+                window.wait_for_list()
+                window.select(*selected)
+            yield window
+            self.assertEqual(window.close(closed_by), 0)
+            output, errors = window.output()
+        self.assertEqual(errors, "")
+        self.assertEqual([output.count("\n"), len(output.splitlines())], [lines] * 2, output)
+
+    def untouched(self):
+        return snapshot(self.volume, identity=True)
+
+    @contextlib.contextmanager
+    def file_manager(self, *options):
+        """A file manager on the bus; gives the file in which it notes what it is to show."""
+        log = self.folder / "shown"
+        log.touch()
+        with subprocess.Popen([Path(__file__).parent / "file-manager", log, *options],
+                              stdout=subprocess.PIPE) as service:
+            try:
+                self.assertEqual(service.stdout.readline(), b"ready\n")
+                yield log
+            finally:
+                service.kill()
+
+    def install_opener(self):
+        """Puts an xdg-open in the PATH; returns the file in which it notes its arguments."""
+        log = self.folder / "opened"
+        log.write_text("")
+        opener = self.programs / "xdg-open"
+        opener.write_text(f"#!/bin/sh\nprintf '%s\\n' \"$#\" \"$@\" >>\"{log}\"\n")
+        opener.chmod(0o755)
+        return log
+
+    def lines(self, log, count):
+        """Waits for lines in a file; returns all that there are."""
+        wait_until(lambda: len(log.read_text().splitlines()) >= count, f"{count} lines in {log}")
+        return log.read_text().splitlines()
+
+
+class ListTest(WindowTest):
+    def test_start(self):
+        with self.window() as window:
+            self.assertEqual(window.names(), NAMES)
+            self.assertEqual(window.selection(), [])
+            self.assertTrue(driver.has(window.table, pyatspi.STATE_FOCUSED))
+
+    def test_keyboard(self):
+        with self.window() as window:
+            for act, selected in ((lambda: window.type("kit"), "Kitchen Timer"),
+                                  (lambda: window.key("End"), NAMES[-1]),
+                                  (lambda: window.key("Home"), NAMES[0]),
+                                  (lambda: window.key("Down"), NAMES[1])):
+                act()
+                window.wait_for_selection(selected)
+
+    def test_a_click_on_a_header_sorts(self):
+        elsewhere = ["Desk Clock", "Tide Table"]  # in /System and in /Users
+        by_path = [name for name in NAMES if name not in elsewhere] + elsewhere
+        with self.window("Recipe Drawer", "almanac") as window:
+            for header, across, order in (("Path", 0.5, by_path), ("Name", 0.3, NAMES),
+                                          ("Name", 0.7, NAMES[::-1])):
+                window.click(window.headers()[header], across)
+                window.wait_until(lambda: window.names() == order, f"the order by {header}")
+                self.assertEqual(set(window.selection()), {"Recipe Drawer", "almanac"})
+
+
+class SelectionTest(WindowTest):
+    def test_commands_are_enabled_when_they_can_do_something(self):
+        always = {"Launch Application", "Show Application"}
+        preferences = {"Back Up Preferences", "Show Preferences File"}
+        data = {"Back Up Data", "Open Data Folder"}
+        with self.window() as window:
+            for selected, expected in ((["almanac"], always | preferences | data),
+                                       (["Letter Box"], always | preferences),
+                                       (["Paper Crane"], always | data),
+                                       (["Pocket Piano"], always),
+                                       (["Recipe Drawer"], set(COMMANDS)),
+                                       ([], set())):
+                with self.subTest(selected):
+                    window.select(*selected)
+                    self.assertEqual(window.enabled_buttons(), expected)
+                    self.assertEqual(window.enabled_shortcuts() & set(COMMANDS.values()),
+                                     {COMMANDS[button] for button in expected})
+
+    def test_the_topmost_of_several_is_acted_on(self):
+        before = set(self.volume.rglob("*.bak"))
+        with self.window("Tide Table", "Letter Box", "almanac", "Birdsong") as window:
+            self.assertIn("/Applications/almanac.app", window.texts())
+            window.run("Back Up Preferences")
+            window.run("Back Up Data")
+        made = set(self.volume.rglob("*.bak")) - before
+        self.assertEqual({path.name for path in made},
+                         {"almanac.bak", "vnd.sample.almanac.plist.bak"})
+
+
+class PreferencesBackupTest(WindowTest):
+    kind = PREFERENCES
+
+    def setUp(self):
+        super().setUp()
+        self.live, self.backup = self.volume / self.kind.live, self.volume / self.kind.backup
+        self.changeable = self.live / self.kind.changeable
+
+    def test_first_backup_asks_nothing_and_is_an_exact_copy(self):
+        remove(self.backup)
+        before = snapshot(self.live)
+        neighbours = set(self.live.parent.iterdir())
+        with self.window("Recipe Drawer") as window:
+            self.assertNotIn(self.kind.restore, window.enabled_buttons())
+            self.assertNotIn("2026", " ".join(window.texts()))
+            self.assertEqual(window.run(self.kind.back_up), [])
+            self.assertIn(self.kind.restore, window.enabled_buttons())
+            self.assertIn("2026", " ".join(window.texts()))  # the date of the backup
+        self.assertEqual([snapshot(self.live), snapshot(self.backup)], [before, before])
+        self.assertEqual(set(self.live.parent.iterdir()), neighbours | {self.backup})
+
+    def test_an_existing_backup_is_replaced_when_confirmed(self):
+        with self.window("Recipe Drawer") as window:
+            before = self.untouched()
+            for answer in ("Cancel", "Escape"):
+                self.assertEqual(window.run(self.kind.back_up, answer),
+                                 [self.kind.backed_up_already])
+            self.assertEqual(self.untouched(), before)
+            for answer in ("Ok", "Return"):
+                self.changeable.write_text(f"changed before {answer}")
+                self.assertEqual(window.run(self.kind.back_up, answer),
+                                 [self.kind.backed_up_already])
+                self.assertEqual(snapshot(self.backup), snapshot(self.live))
+
+    def test_restore_brings_the_backup_back_and_keeps_it(self):
+        saved = snapshot(self.backup)
+        with self.window("Recipe Drawer") as window:
+            before = self.untouched()
+            for answer in ("Cancel", "Escape"):
+                self.assertEqual(window.run(self.kind.restore, answer), [self.kind.question])
+            self.assertEqual(self.untouched(), before)
+            for answers in (("Ok", "Ok"), ("Return", "Return"), ("Ok", "Escape")):
+                self.changeable.write_text("changed")
+                if self.live.is_dir():
+                    (self.live / "Documents/only in the live one").write_text("to be dropped")
+                self.assertEqual(window.run(self.kind.restore, *answers),
+                                 [self.kind.question, self.kind.restored])
+                self.assertEqual([snapshot(self.live), snapshot(self.backup)], [saved, saved])
+
+    def test_the_buttons_of_an_alert(self):
+        with self.window("Recipe Drawer") as window:
+            window.start(self.kind.restore)
+            for buttons in (["Ok", "Cancel"], ["Ok"]):
+                alert = window.alert()
+                self.assertEqual(list(alert.buttons), buttons)
+                self.assertTrue(driver.has(alert.buttons["Ok"], pyatspi.STATE_IS_DEFAULT))
+                window.answer(alert, "Ok")
+
+    def test_a_backup_fails_where_something_lies_unknown_to_the_window(self):
+        remove(self.backup)
+        with self.window("Recipe Drawer", lines=1) as window:
+            self.backup.write_text("made meanwhile by somebody else")
+            self.assertEqual(window.run(self.kind.back_up, "Ok"), [self.kind.backup_error])
+        self.assertEqual(self.backup.read_text(), "made meanwhile by somebody else")
+
+    def test_a_backup_fails_when_the_original_is_gone(self):
+        remove(self.backup)
+        with self.window("Recipe Drawer", lines=1) as window:
+            remove(self.live)
+            self.assertEqual(window.run(self.kind.back_up, "Return"), [self.kind.backup_error])
+        self.assertEqual(snapshot(self.backup), {})
+
+    def test_a_restore_fails_when_the_original_is_gone(self):
+        saved = snapshot(self.backup)
+        with self.window("Recipe Drawer") as window:
+            remove(self.live)
+            self.assertEqual(window.run(self.kind.restore, "Ok", "Ok"),
+                             [self.kind.question, self.kind.restore_error])
+        self.assertEqual([snapshot(self.live), snapshot(self.backup)], [{}, saved])
+
+    def test_a_restore_fails_when_the_backup_is_gone(self):
+        with self.window("Recipe Drawer", lines=1) as window:
+            remove(self.backup)
+            self.assertEqual(window.run(self.kind.restore, "Ok", "Escape"),
+                             [self.kind.question, self.kind.restore_error])
+
+
+class DataBackupTest(PreferencesBackupTest):
+    kind = DATA
+
+
+class RunningTest(WindowTest):
+    def test_the_warning_and_the_launched_process(self):
+        data = self.volume / "Users/anna/Library/Application Support/vnd.sample.kitchen-timer"
+        with self.window("Kitchen Timer") as window:
+            window.run("Back Up Preferences")
+            window.run("Back Up Data")
+            window.run("Launch Application")
+            started = driver.launched(self.volume)
+            self.assertEqual(len(started), 1)
+            self.addCleanup(os.killpg, os.getpgid(started[0]), signal.SIGKILL)
+            window.run("Launch Application")
+            self.assertEqual(driver.launched(self.volume), started)
+            for kind in KINDS:
+                before = self.untouched()
+                for answer in ("Cancel", "Escape"):
+                    self.assertEqual(window.run(kind.restore, "Ok", answer),
+                                     [kind.question, kind.running])
+                self.assertEqual(self.untouched(), before)
+                (data / "Origin.txt").write_text("changed")
+                self.assertEqual(window.run(kind.restore, "Ok", "Ok", "Ok"),
+                                 [kind.question, kind.running, kind.restored])
+            self.assertEqual(snapshot(data), snapshot(Path(f"{data}.bak")))
+        self.assertEqual(driver.launched(self.volume), started)
+
+    def test_a_launched_program_leaves_no_zombie(self):
+        with self.window("Recipe Drawer") as window:
+            for _ in range(3):
+                window.run("Launch Application")
+            wait_until(lambda: not driver.launched(self.volume), "the end of what was launched")
+            self.assertEqual([command for _, parent, state, command in driver.processes()
+                              if parent == window.process.pid and state == "Z"], [])
+
+
+class RevealTest(WindowTest):
+    PREFERENCES = "Users/anna/Library/Preferences/example.cafe-groesse.plist"
+    APPLICATION = "Applications/Café Größe.app"
+    DATA = "Users/anna/Library/Application Support/Café Größe"
+
+    def test_with_a_file_manager(self):
+        with self.file_manager() as log, self.window("Café Größe") as window:
+            opened = self.install_opener()
+            window.run("Show Preferences File")
+            window.run("Show Application")
+            uris = [urlsplit(uri) for uri in self.lines(log, 2)]
+            self.assertEqual([(uri.scheme, uri.netloc, unquote(uri.path)) for uri in uris],
+                             [("file", "", f"{self.volume}/{self.PREFERENCES}"),
+                              ("file", "", f"{self.volume}/{self.APPLICATION}")])
+            window.run("Open Data Folder")
+            self.assertEqual(self.lines(opened, 2), ["1", f"{self.volume}/{self.DATA}"])
+
+    def test_without_a_file_manager_the_enclosing_folder_is_opened(self):
+        for refusing in (False, True):
+            opened = self.install_opener()
+            service = self.file_manager("--refuse") if refusing else contextlib.nullcontext()
+            with self.subTest(refusing=refusing), service, self.window("Café Größe") as window:
+                expected = []
+                for command, item in (("Show Preferences File", self.PREFERENCES),
+                                      ("Show Application", self.APPLICATION)):
+                    window.run(command)
+                    expected += ["1", str((self.volume / item).parent)]
+                    self.assertEqual(self.lines(opened, len(expected)), expected)
+
+    def test_without_any_means_nothing_happens(self):
+        before = self.untouched()
+        with self.window("Café Größe") as window:
+            for command in ("Show Preferences File", "Show Application", "Open Data Folder",
+                            "Launch Application"):  # a program for another processor
+                self.assertEqual(window.run(command), [])
+        self.assertEqual(self.untouched(), before)
+
+
+class ShellTest(WindowTest):
+    def test_arguments_change_nothing(self):
+        for arguments in (["-style", "x"], ["--help"], ["--version"], ["-platform", "none"],
+                          ["-title", "x", "-geometry", "300x200"], ["--", "/etc/passwd"]):
+            with self.subTest(arguments), self.window(arguments=arguments) as window:
+                self.assertEqual(window.names(), NAMES)
+                window.find(pyatspi.ROLE_FRAME, "Tarnwell")
+
+    def test_a_volume_that_does_not_exist(self):
+        with self.window(volume=self.folder / "none") as window:
+            self.assertEqual(window.names(), [])
+            self.assertEqual(window.enabled_buttons(), set())
+
+
+class AccessibilityTest(WindowTest):
+    NAMED = (pyatspi.ROLE_PUSH_BUTTON, pyatspi.ROLE_MENU_ITEM, pyatspi.ROLE_TABLE,
+             pyatspi.ROLE_LABEL, pyatspi.ROLE_PROGRESS_BAR)
+
+    def faults(self, window):
+        """The controls that do not say what they are, and the values that do not say of what."""
+        yield from ("a window without a name" for item in window.application if not item.name)
+        yield from ("a column without a title" for title in window.headers() if not title)
+        for item in driver.descendants(window.application):
+            role, is_control = item.getRole(), driver.has(item, pyatspi.STATE_FOCUSABLE)
+            if not item.name and (role in self.NAMED or is_control) \
+                    and role != pyatspi.ROLE_POPUP_MENU:  # the menu bar's item names it
+                yield f"a {item.getRoleName()} without a name in {item.parent.name!r}"
+            if role == pyatspi.ROLE_LABEL and is_control and not item.description \
+                    and item.parent.getRole() != pyatspi.ROLE_ALERT \
+                    and not any(relation.getRelationType() == pyatspi.RELATION_LABELLED_BY
+                                and relation.getTarget(0).name for relation in item.getRelationSet()):
+                yield f"the value {item.name!r} without a caption"
+
+    def test_every_control_says_what_it_is(self):
+        with self.window() as window:
+            for selected in ((), ("Paper Crane",), ("Pocket Piano", "almanac"), ("Recipe Drawer",)):
+                window.select(*selected)
+                self.assertEqual(list(self.faults(window)), [])
+            for name in COMMANDS:
+                window.find(pyatspi.ROLE_PUSH_BUTTON, name)  # exactly one
+            window.start("Restore Data")
+            alert = window.alert()
+            self.assertEqual(list(self.faults(window)), [])
+            window.answer(alert, "Cancel")
+
+    def test_an_empty_list_says_why(self):
+        with self.window(volume=self.folder / "none") as window:
+            window.wait_until(lambda: any("No applications" in text for text in window.texts()),
+                              "a word about the empty list")
+
+    def test_long_values_are_whole(self):
+        identifier = "vnd.sample.night-sky.observatory.and.weather-station.family-edition"
+        with self.window(NAMES[10]) as window:
+            self.assertLessEqual(
+                {NAMES[10], identifier, f"/Applications/{NAMES[10]}.app",
+                 f"/users/anna/Library/Containers/{identifier}/Data/Library/Application Support/"
+                 f"{NAMES[10]}"}, set(window.texts()))
+
+
+class KeyboardTest(WindowTest):
+    def test_shortcuts(self):
+        launched = self.folder / "launched"  # made by the program that is launched
+        program = self.volume / "Applications/Recipe Drawer.app/Contents/MacOS/Recipe Drawer"
+        program.write_text(f"#!/bin/sh\n: >\"{launched}\"\n")
+        with self.file_manager() as shown, self.window(closed_by="ctrl+w") as window:
+            opened = self.install_opener()
+            window.type("rec")
+            window.wait_for_selection("Recipe Drawer")
+            for chord, expected in (("ctrl+b", PREFERENCES.backed_up_already),
+                                    ("ctrl+r", PREFERENCES.question),
+                                    ("ctrl+shift+b", DATA.backed_up_already),
+                                    ("ctrl+shift+r", DATA.question)):
+                window.key(chord)
+                alert = window.alert()
+                self.assertEqual((alert.title, alert.text), expected)
+                window.answer(alert, "Escape")
+            window.key("ctrl+e", "ctrl+shift+l", "ctrl+shift+e", "ctrl+l")
+            self.assertEqual([unquote(uri).rpartition("/")[2] for uri in self.lines(shown, 2)],
+                             ["vnd.sample.recipe-drawer.plist", "Recipe Drawer.app"])
+            self.assertEqual(self.lines(opened, 2), ["1", f"{self.volume / DATA.live}"])
+            wait_until(launched.exists, "the launched program")
+
+    def test_context_menu(self):
+        chosen = []  # the items that get the focus in turn
+
+        def note(event):
+            if event.detail1 and event.source.getRole() == pyatspi.ROLE_MENU_ITEM:
+                chosen.append(event.source)
+
+        def next_choice():
+            driver.GLib.MainContext.default().iteration(False)
+            return chosen
+
+        listener = driver.Atspi.EventListener.new(note)
+        listener.register("object:state-changed:focused")
+        self.addCleanup(listener.deregister, "object:state-changed:focused")
+        for chord in ("Menu", "shift+F10"):
+            # The menu keeps the window manager's keys from it, until it is gone.
+            with self.subTest(chord), self.window("Recipe Drawer", closed_by="ctrl+w") as window:
+                window.key(chord)
+                offered = {}
+                for _ in COMMANDS:
+                    chosen.clear()
+                    window.key("Down")
+                    item = window.wait_until(next_choice, "another item of the menu")[0]
+                    offered[driver.shortcut(item)] = item.name
+                self.assertEqual(set(offered), set(COMMANDS.values()))
+                self.assertTrue(all(offered.values()), offered)
+                window.key("Escape")
+
+
+def main():
+    global BUILD, SAMPLE
+    if len(sys.argv) < 3 or sys.argv[1] != "--build":
+        sys.exit(__doc__)
+    BUILD = Path(sys.argv[2]).resolve()
+    with tempfile.TemporaryDirectory() as folder:
+        SAMPLE = Path(folder) / "sample"
+        driver.make_volume(SAMPLE)
+        unittest.main(argv=[sys.argv[0], *sys.argv[3:]], warnings="ignore")
+
+
+if __name__ == "__main__":
+    main()
