@@ -7,9 +7,11 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
+#include <QContextMenuEvent>
 #include <QDateTime>
 #include <QLocale>
 #include <QMenu>
+#include <QShortcut>
 
 #include <algorithm>
 
@@ -44,6 +46,14 @@ public:
 private:
     QAbstractButton *m_button;
 };
+
+/// Opens a widget's context menu where the keyboard is at work in it.
+void openContextMenu(QWidget &widget)
+{
+    const QPoint place = widget.inputMethodQuery(Qt::ImCursorRectangle).toRect().center();
+    QContextMenuEvent request(QContextMenuEvent::Keyboard, place, widget.mapToGlobal(place));
+    QCoreApplication::sendEvent(&widget, &request);
+}
 
 /// A date and time in the user's short form, but with all digits of the year.
 QString textOfDate(const QDateTime &date)
@@ -146,6 +156,10 @@ void LayoutConnections::connectContextMenu(QObject &object)
         return;
     }
     widget->setContextMenuPolicy(Qt::ActionsContextMenu);
+    // The menu key's stand-in on keyboards without one, which Qt leaves to the desktop's theme.
+    auto *const shortcut =
+        new QShortcut(Qt::SHIFT | Qt::Key_F10, widget, nullptr, nullptr, Qt::WidgetShortcut);
+    connect(shortcut, &QShortcut::activated, widget, [widget] { openContextMenu(*widget); });
     for (const QString &name : menus) {
         auto *const menu = m_layout.findChild<QMenu *>(name);
         if (!menu) {

@@ -48,7 +48,7 @@ protected:
 
 } // namespace
 
-TableView::TableView(QWidget *parent) : QTableView(parent), m_placeholder(new QLabel(viewport()))
+TableView::TableView(QWidget *parent) : QTableView(parent), m_placeholder(new QLabel(parent))
 {
     setSelectionBehavior(SelectRows);
     setSelectionMode(ExtendedSelection);
@@ -67,6 +67,7 @@ TableView::TableView(QWidget *parent) : QTableView(parent), m_placeholder(new QL
     m_placeholder->setAlignment(Qt::AlignCenter);
     m_placeholder->setWordWrap(true);
     m_placeholder->setMargin(24);
+    m_placeholder->setAttribute(Qt::WA_TransparentForMouseEvents);
     m_placeholder->hide();
 }
 
@@ -165,7 +166,7 @@ void TableView::paintEvent(QPaintEvent *event)
 void TableView::resizeEvent(QResizeEvent *event)
 {
     QTableView::resizeEvent(event);
-    m_placeholder->setGeometry(viewport()->rect());
+    placePlaceholder();
 }
 
 QList<int> TableView::selectedRows() const
@@ -218,6 +219,13 @@ void TableView::showSortOrder()
 void TableView::showPlaceholder()
 {
     m_placeholder->setVisible(m_model->rowCount() == 0);
+    placePlaceholder();
+}
+
+void TableView::placePlaceholder()
+{
+    m_placeholder->setGeometry({mapToParent(viewport()->pos()), viewport()->size()});
+    m_placeholder->raise();
 }
 
 } // namespace platform

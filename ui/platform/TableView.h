@@ -43,9 +43,10 @@ private:
     void showSelection();
     void showSortOrder();
     void showPlaceholder();
+    void placePlaceholder();
 
     QStringList m_columns;
-    QLabel *m_placeholder;
+    QLabel *m_placeholder; ///< beside the view, as assistive technology sees only cells in it
     ArrayController *m_controller = nullptr;
     TableModel *m_model = nullptr;
     bool m_followsController = false;
