@@ -76,7 +76,8 @@ bool CopyOperation::copyFile()
         return copyLeaf();
     }
     ItemMetadata::stripInherited(copy.get());
-    if (!copier.fillFile(source.get(), copy.get(), m_status, S_IRUSR | S_IWUSR) ||
+    if (!copier.fillFile(source.get(), copy.get(), m_status,
+                         copier.metadata().granted(S_IRUSR | S_IWUSR)) ||
         ::fsync(copy.get()) != 0) {
         return fail(FileAction::Copy, errno);
     }

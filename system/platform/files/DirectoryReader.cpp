@@ -9,7 +9,7 @@ namespace platform {
 
 namespace {
 
-constexpr std::size_t bufferSize = 64 * 1024;
+constexpr std::size_t bufferSize = std::size_t{64} * 1024;
 
 bool isDotOrDotDot(const char *name)
 {

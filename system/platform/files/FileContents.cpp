@@ -13,9 +13,9 @@ namespace platform {
 
 namespace {
 
-constexpr std::size_t bufferSize = 128 * 1024;
-constexpr off_t pipeSize = 1024 * 1024; // the largest that ordinary users may have
-constexpr off_t statusBlock = 512;      // the unit of st_blocks
+constexpr std::size_t bufferSize = std::size_t{128} * 1024;
+constexpr off_t pipeSize = off_t{1024} * 1024; // the largest that ordinary users may have
+constexpr off_t statusBlock = 512;             // the unit of st_blocks
 
 // The number of bytes copied.
 off_t copyInKernel(int source, int destination, off_t size)

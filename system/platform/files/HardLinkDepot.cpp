@@ -41,10 +41,7 @@ bool HardLinkDepot::link(const std::string &key, int folder, const char *name)
 bool HardLinkDepot::keep(const std::string &key, int folder, const char *name)
 {
     if (!m_folder.isOpen()) {
-        if (::mkdirat(m_parent, m_name.c_str(), S_IRWXU) != 0) {
-            return false;
-        }
-        m_folder = openOwnFolder(m_parent, m_name.c_str());
+        m_folder = makePrivateFolder(m_parent, m_name.c_str());
         if (!m_folder.isOpen()) {
             return false;
         }

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <fstream>
 #include <optional>
+#include <string_view>
 
 namespace platform {
 
@@ -99,7 +100,7 @@ mode_t ItemMetadata::creationMode(const struct stat &status) const
     return m_attributeNamesLength == 0 ? status.st_mode & permissionBits : S_IRUSR | S_IWUSR;
 }
 
-bool ItemMetadata::apply(int source, int destination, const struct stat &status, mode_t created)
+bool ItemMetadata::apply(int source, int destination, const struct stat &status, mode_t current)
 {
     const bool changesOwner = !isOwner(status);
     const std::optional<mode_t> mode =
@@ -108,10 +109,12 @@ bool ItemMetadata::apply(int source, int destination, const struct stat &status,
                                              return ::fchown(destination, user, group);
                                          })
                      : status.st_mode & (permissionBits | specialBits);
-    if (!mode || !copyAttributes(source, destination)) {
+    const bool isWriteProtected = m_attributeNamesLength > 0 && (current & S_IWUSR) == 0;
+    if (!mode || (isWriteProtected && ::fchmod(destination, S_IRUSR | S_IWUSR) != 0) ||
+        !copyAttributes(source, destination)) {
         return false;
     }
-    const bool changesMode = changesOwner || *mode != (created & ~m_mask);
+    const bool changesMode = changesOwner || isWriteProtected || *mode != current;
     if (changesMode && ::fchmod(destination, *mode) != 0 && !isNotPermitted(errno)) {
         return false;
     }
@@ -162,12 +165,13 @@ bool ItemMetadata::copyAttribute(int source, int destination, const char *name)
     m_attributeValue.resize(XATTR_SIZE_MAX);
     const ssize_t length =
         ::fgetxattr(source, name, m_attributeValue.data(), m_attributeValue.size());
-    if (length < 0) {
-        return isNotPermitted(errno) || errno == ENODATA; // it may have been removed meanwhile
+    const bool isCopied = length >= 0 && ::fsetxattr(destination, name, m_attributeValue.data(),
+                                                     static_cast<std::size_t>(length), 0) == 0;
+    if (isCopied || errno == EOPNOTSUPP || errno == ENODATA) { // it may be gone meanwhile
+        return true;
     }
-    return ::fsetxattr(destination, name, m_attributeValue.data(), static_cast<std::size_t>(length),
-                       0) == 0 ||
-           isNotPermitted(errno);
+    // Those of the system, unlike a user's own, may need privileges.
+    return !std::string_view(name).starts_with("user.") && isNotPermitted(errno);
 }
 
 } // namespace platform

@@ -28,9 +28,12 @@ public:
     /// The mode to create a plain file with after readAttributeNames().
     mode_t creationMode(const struct stat &status) const;
 
-    /// Completes a plain file or a folder that was made with the mode `created`, after
+    /// What the process's mask leaves of a mode that a file is created with.
+    mode_t granted(mode_t mode) const { return mode & ~m_mask; }
+
+    /// Completes a plain file or a folder that has the mode `current` so far, after
     /// readAttributeNames() for its original.
-    bool apply(int source, int destination, const struct stat &status, mode_t created);
+    bool apply(int source, int destination, const struct stat &status, mode_t current);
 
     /// Completes any other item by its name.
     bool applyToName(int folder, const char *name, const struct stat &status);

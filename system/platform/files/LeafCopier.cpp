@@ -36,10 +36,10 @@ LeafCopier::Outcome LeafCopier::copy(Place source, unsigned char type, Place des
     return Outcome::Unreadable;
 }
 
-bool LeafCopier::fillFile(int source, int destination, const struct stat &status, mode_t created)
+bool LeafCopier::fillFile(int source, int destination, const struct stat &status, mode_t current)
 {
     return m_contents.copy(source, destination, status) &&
-           m_metadata.apply(source, destination, status, created);
+           m_metadata.apply(source, destination, status, current);
 }
 
 std::optional<LeafCopier::Outcome> LeafCopier::copyFile(Place source, Place destination)
@@ -109,7 +109,7 @@ bool LeafCopier::createFile(int source, Place destination, const struct stat &st
         return false;
     }
     m_metadata.learnOwner(copy.get());
-    return fillFile(source, copy.get(), status, mode) && copy.close();
+    return fillFile(source, copy.get(), status, m_metadata.granted(mode)) && copy.close();
 }
 
 bool LeafCopier::createOther(const char *linkTarget, Place destination, const struct stat &status)

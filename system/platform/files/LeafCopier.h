@@ -37,9 +37,9 @@ public:
     /// cannot be made is left out.
     Outcome copy(Place source, unsigned char type, Place destination);
 
-    /// Fills an open plain file that was made empty with the mode `created`, and completes it.
+    /// Fills an open plain file that is empty and has the mode `current`, and completes it.
     /// The attribute names of the original must have been read. On failure errno tells why.
-    bool fillFile(int source, int destination, const struct stat &status, mode_t created);
+    bool fillFile(int source, int destination, const struct stat &status, mode_t current);
 
     ItemMetadata &metadata() { return m_metadata; }
 

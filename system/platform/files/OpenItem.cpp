@@ -25,6 +25,20 @@ FileDescriptor openOwnFolder(int parent, const char *name)
     return folder;
 }
 
+FileDescriptor makePrivateFolder(int parent, const char *name)
+{
+    if (::mkdirat(parent, name, S_IRWXU) != 0) {
+        return {};
+    }
+    FileDescriptor folder = openOwnFolder(parent, name);
+    struct stat status = {};
+    if (!folder.isOpen() || ::fstat(folder.get(), &status) != 0) {
+        return {};
+    }
+    const bool isMasked = (status.st_mode & S_IRWXU) != S_IRWXU;
+    return isMasked && ::fchmod(folder.get(), S_IRWXU) != 0 ? FileDescriptor() : std::move(folder);
+}
+
 bool isItemAt(int descriptor, int parent, const char *name)
 {
     struct stat opened = {};

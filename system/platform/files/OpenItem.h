@@ -15,6 +15,9 @@ FileDescriptor openItem(int folder, const char *name, int flags);
 /// from himself.
 FileDescriptor openOwnFolder(int parent, const char *name);
 
+/// Makes and opens a folder that is accessible to its owner alone, whatever the process's mask.
+FileDescriptor makePrivateFolder(int parent, const char *name);
+
 /// True when `name` in the folder `parent` is the item that is open as `descriptor`.
 bool isItemAt(int descriptor, int parent, const char *name);
 

@@ -39,7 +39,7 @@ bool RemovalOperation::removeFolder()
         return fail(check.error().item, check.error().reason);
     }
     StagingFolder staging(m_parent, m_name);
-    if (!staging.takeItem(std::move(folder))) {
+    if (!staging.takeItem(folder)) {
         if (errno == EXDEV) { // a folder in the lower layer of an overlay cannot be moved
             return removeInPlace();
         }

@@ -88,17 +88,14 @@ std::string StagingFolder::companionName() const
 bool StagingFolder::create()
 {
     for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
-        if (::mkdirat(m_parent, m_name.c_str(), S_IRWXU) != 0) {
-            if (errno != EEXIST || !clearLeftovers()) {
-                return false;
-            }
+        FileDescriptor folder = makePrivateFolder(m_parent, m_name.c_str());
+        if (!folder.isOpen() && errno == EEXIST && clearLeftovers()) {
             continue;
         }
-        FileDescriptor folder = openOwnFolder(m_parent, m_name.c_str());
-        if (!folder.isOpen() || !lock(folder.get())) {
+        if (folder.isOpen() ? !lock(folder.get()) : errno != ENOENT) {
             return false;
         }
-        if (!isItemAt(folder.get(), m_parent, m_name.c_str())) {
+        if (!folder.isOpen() || !isItemAt(folder.get(), m_parent, m_name.c_str())) {
             continue; // another process took the unlocked folder for a leftover
         }
         m_folder = std::move(folder);
@@ -139,7 +136,7 @@ bool StagingFolder::releaseItem(const char *name)
     return true;
 }
 
-bool StagingFolder::takeItem(FileDescriptor &&item)
+bool StagingFolder::takeItem(FileDescriptor &item)
 {
     if (!lock(item.get())) {
         return false;

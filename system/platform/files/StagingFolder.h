@@ -37,7 +37,7 @@ public:
 
     /// Turns the existing item, an open folder, into the staging folder with everything in it. A
     /// failure leaves it as it was, and the descriptor with the caller.
-    bool takeItem(FileDescriptor &&item);
+    bool takeItem(FileDescriptor &item);
 
     /// Removes the folder with everything in it; a failure leaves the rest there and tells what it
     /// met, as a path below the folder.

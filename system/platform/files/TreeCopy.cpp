@@ -78,10 +78,7 @@ bool TreeCopy::enterFolder()
         m_error = {FileAction::Copy, {}, "the copy would lie inside it"};
         return false;
     }
-    if (::mkdirat(m_copies.current(), m_walker.name(), S_IRWXU) != 0) {
-        return fail(FileAction::Copy, errno);
-    }
-    FileDescriptor copy = openOwnFolder(m_copies.current(), m_walker.name());
+    FileDescriptor copy = makePrivateFolder(m_copies.current(), m_walker.name());
     if (!copy.isOpen()) {
         return fail(FileAction::Copy, errno);
     }
