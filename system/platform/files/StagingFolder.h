@@ -52,8 +52,9 @@ private:
     FileDescriptor m_folder;
 };
 
-/// Flushes the names in an open folder, also one opened with O_PATH, to the disk. On failure errno
-/// tells why.
+/// Flushes the names in an open folder, also one opened with O_PATH, to the disk. Where the folder
+/// may not be read, the whole disk is flushed by way of the other open item, which lies on the same
+/// one. On failure errno tells why.
 bool flushFolder(int folder, int itemOnSameDisk);
 
 } // namespace platform
