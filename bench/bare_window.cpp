@@ -2,14 +2,16 @@
 
 #include <QApplication>
 #include <QMainWindow>
-#include <QTimer>
 
 namespace {
 
 class BareWindow : public QMainWindow
 {
 protected:
-    void paintEvent(QPaintEvent *) override { QTimer::singleShot(0, qApp, &QApplication::quit); }
+    void paintEvent(QPaintEvent *) override
+    {
+        QMetaObject::invokeMethod(qApp, &QApplication::quit, Qt::QueuedConnection);
+    }
 };
 
 } // namespace

@@ -6,7 +6,6 @@
 #include "ui/platform/Application.h"
 
 #include <QApplication>
-#include <QTimer>
 #include <QWidget>
 
 namespace {
@@ -19,7 +18,7 @@ public:
         for (QWidget *window : QApplication::topLevelWidgets()) {
             window->repaint();
         }
-        QTimer::singleShot(0, qApp, &QApplication::quit);
+        QMetaObject::invokeMethod(qApp, &QApplication::quit, Qt::QueuedConnection);
     }
     void applicationWillTerminate() override {}
     bool applicationShouldTerminateAfterLastWindowClosed() override { return true; }
