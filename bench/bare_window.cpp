@@ -10,7 +10,7 @@ class BareWindow : public QMainWindow
 protected:
     void paintEvent(QPaintEvent *) override
     {
-        QMetaObject::invokeMethod(qApp, &QApplication::quit, Qt::QueuedConnection);
+        QApplication::postEvent(qApp, new QEvent(QEvent::Quit));
     }
 };
 

@@ -18,7 +18,7 @@ public:
         for (QWidget *window : QApplication::topLevelWidgets()) {
             window->repaint();
         }
-        QMetaObject::invokeMethod(qApp, &QApplication::quit, Qt::QueuedConnection);
+        QApplication::postEvent(qApp, new QEvent(QEvent::Quit));
     }
     void applicationWillTerminate() override {}
     bool applicationShouldTerminateAfterLastWindowClosed() override { return true; }
