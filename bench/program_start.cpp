@@ -6,6 +6,7 @@
 #include "ui/platform/Application.h"
 
 #include <QApplication>
+#include <QTimer>
 #include <QWidget>
 
 namespace {
@@ -13,15 +14,20 @@ namespace {
 class EndingDelegate : public platform::ApplicationDelegate
 {
 public:
+    EndingDelegate() { QObject::connect(&m_end, &QTimer::timeout, qApp, &QApplication::quit); }
+
     void applicationDidFinishLaunching() override
     {
         for (QWidget *window : QApplication::topLevelWidgets()) {
             window->repaint();
         }
-        QApplication::postEvent(qApp, new QEvent(QEvent::Quit));
+        m_end.start(0);
     }
     void applicationWillTerminate() override {}
     bool applicationShouldTerminateAfterLastWindowClosed() override { return true; }
+
+private:
+    QTimer m_end;
 };
 
 } // namespace
