@@ -1,6 +1,7 @@
 #include "ui/platform/ElidedLabel.h"
 
 #include "ui/platform/PlainToolTip.h"
+#include "ui/platform/TextMarks.h"
 
 #include <QClipboard>
 #include <QContextMenuEvent>
@@ -60,7 +61,7 @@ void ElidedLabel::contextMenuEvent(QContextMenuEvent *event)
 
 void ElidedLabel::paintEvent(QPaintEvent *event)
 {
-    if (!isElided() || hasFocus()) {
+    if (hasFocus()) {
         QLabel::paintEvent(event);
         return;
     }
@@ -69,7 +70,7 @@ void ElidedLabel::paintEvent(QPaintEvent *event)
         fontMetrics().elidedText(line(), Qt::ElideMiddle, contentsRect().width());
     style()->drawItemText(&painter, contentsRect(),
                           int(QStyle::visualAlignment(layoutDirection(), alignment())), palette(),
-                          isEnabled(), elided, foregroundRole());
+                          isEnabled(), leftToRightMark + elided, foregroundRole());
 }
 
 /// The text in one line, whatever it holds.

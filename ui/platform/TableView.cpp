@@ -2,6 +2,7 @@
 
 #include "ui/platform/ArrayController.h"
 #include "ui/platform/TableModel.h"
+#include "ui/platform/TextMarks.h"
 
 #include <QHeaderView>
 #include <QLabel>
@@ -32,7 +33,8 @@ QIcon emptyTile(const QSize &size, const QColor &color)
     return QIcon(tile);
 }
 
-/// Rows have the focus, not cells: the view marks the whole row.
+/// Rows have the focus, not cells: the view marks the whole row. A path keeps its leading slash at
+/// its beginning where the window runs from right to left.
 class CellDelegate : public QStyledItemDelegate
 {
 public:
@@ -43,6 +45,7 @@ protected:
     {
         QStyledItemDelegate::initStyleOption(option, index);
         option->state &= ~QStyle::State_HasFocus;
+        option->text.prepend(leftToRightMark);
     }
 };
 
