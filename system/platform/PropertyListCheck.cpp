@@ -9,7 +9,8 @@ namespace platform {
 namespace {
 
 constexpr int deepestNesting = 64;
-constexpr int mostValues = 100'000;
+constexpr std::size_t mostValues = 100'000;
+constexpr quint64 mostBytes = 16ULL * 1024 * 1024; // in texts and data, as often as they are used
 constexpr int mostXmlContainers = 10'000;
 
 /// A binary property list as far as its shape goes. The format: a magic word, the objects, a
@@ -37,24 +38,50 @@ public:
             int depth;
         };
         std::vector<Visit> pending = {{m_root, 0}};
-        for (int values = 0; !pending.empty(); ++values) {
+        quint64 bytes = 0;
+        for (std::size_t values = 1; !pending.empty(); ++values) {
             const Visit visit = pending.back();
             pending.pop_back();
-            if (values > mostValues || visit.depth > deepestNesting) {
+            const auto object = objectAt(visit.object);
+            if (!object || visit.depth > deepestNesting ||
+                values + pending.size() + object->contained.size() > mostValues ||
+                object->bytes > mostBytes - bytes) {
                 return false;
             }
-            const auto contained = containedObjects(visit.object);
-            if (!contained || contained->size() > mostValues) {
-                return false;
-            }
-            for (const quint64 object : *contained) {
-                pending.push_back({object, visit.depth + 1});
+            bytes += object->bytes;
+            for (const quint64 contained : object->contained) {
+                pending.push_back({contained, visit.depth + 1});
             }
         }
         return true;
     }
 
 private:
+    enum Kind : quint64
+    {
+        Data = 0x4,
+        AsciiText = 0x5,
+        Utf16Text = 0x6,
+        Array = 0xA,
+        Set = 0xC,
+        Dictionary = 0xD
+    };
+
+    static bool isContainer(quint64 kind)
+    {
+        return kind == Array || kind == Set || kind == Dictionary;
+    }
+    static bool isCounted(quint64 kind)
+    {
+        return isContainer(kind) || kind == Data || kind == AsciiText || kind == Utf16Text;
+    }
+
+    struct Object
+    {
+        std::vector<quint64> contained; ///< the numbers of a container's values
+        quint64 bytes = 0;              ///< of a text or of data
+    };
+
     /// A big-endian number, or the largest one where the bytes are not there.
     quint64 number(qsizetype position, quint64 size) const
     {
@@ -68,24 +95,23 @@ private:
         return value;
     }
 
-    /// The values of a container, none of any other object; nothing if it does not lie in the file.
-    std::optional<std::vector<quint64>> containedObjects(quint64 object) const
+    /// Nothing if the object does not lie in the file.
+    std::optional<Object> objectAt(quint64 index) const
     {
         const auto size = quint64(m_bytes.size());
-        if (object >= m_objects || object >= size || m_offsetTable >= size) {
+        if (index >= m_objects || index >= size || m_offsetTable >= size) {
             return std::nullopt;
         }
         const quint64 offset = number(
-            qsizetype(m_offsetTable + object * std::min(m_offsetSize, quint64(8))), m_offsetSize);
+            qsizetype(m_offsetTable + index * std::min(m_offsetSize, quint64(8))), m_offsetSize);
         if (offset >= size) {
             return std::nullopt;
         }
         auto position = qsizetype(offset);
         const quint64 marker = number(position++, 1);
         const quint64 kind = marker >> 4U;
-        const bool isDictionary = kind == 0xD;
-        if (kind != 0xA && kind != 0xC && !isDictionary) {
-            return std::vector<quint64>();
+        if (!isCounted(kind)) {
+            return Object();
         }
         quint64 count = marker & 0xFU;
         if (count == 0xF) { // the count is an integer object of its own
@@ -93,15 +119,23 @@ private:
             count = number(position, countSize);
             position += qsizetype(countSize);
         }
-        const quint64 references = isDictionary ? count * 2 : count;
-        if (count > size || references * std::min(m_referenceSize, quint64(8)) > size) {
+        if (count > size) {
             return std::nullopt;
         }
-        std::vector<quint64> contained;
-        for (quint64 i = 0; i < references; ++i) {
-            contained.push_back(number(position + qsizetype(i * m_referenceSize), m_referenceSize));
+        if (!isContainer(kind)) {
+            return Object{{}, kind == Utf16Text ? count * 2 : count};
         }
-        return contained;
+        const quint64 references = kind == Dictionary ? count * 2 : count;
+        if (references * std::min(m_referenceSize, quint64(8)) > size) {
+            return std::nullopt;
+        }
+        Object object;
+        object.contained.reserve(references);
+        for (quint64 i = 0; i < references; ++i) {
+            object.contained.push_back(
+                number(position + qsizetype(i * m_referenceSize), m_referenceSize));
+        }
+        return object;
     }
 
     const QByteArray &m_bytes;

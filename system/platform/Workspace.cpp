@@ -2,11 +2,11 @@
 
 #include "system/platform/Bundle.h"
 #include "system/platform/FileManager.h"
+#include "system/platform/IconImages.h"
 #include "system/platform/PathEncoding.h"
 #include "system/platform/Task.h"
 #include "system/platform/files/Volume.h"
 
-#include <QBuffer>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -14,7 +14,6 @@
 #include <QDBusReply>
 #include <QFile>
 #include <QFileInfo>
-#include <QImageReader>
 #include <QPainter>
 #include <QPixmap>
 #include <QProcess>
@@ -29,9 +28,6 @@ namespace platform {
 namespace {
 
 constexpr qint64 largestIconFile = 32LL * 1024 * 1024; // bytes
-constexpr int mostIconImages = 32;
-constexpr int largestIconImage = 1024; // pixels; the largest that the format has
-constexpr int largestKeptImage = 256;  // pixels; more than the window shows at any scale
 
 const QString fileManagerService = QStringLiteral("org.freedesktop.FileManager1");
 
@@ -69,31 +65,13 @@ bool openHostItem(const QString &host)
     return !opener.isEmpty() && startDetached(opener, {host});
 }
 
-QIcon iconFromImages(const QByteArray &bytes)
+QIcon iconFromImages(const QList<QImage> &images)
 {
-    QBuffer buffer;
-    buffer.setData(bytes);
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer, "icns");
-    QImageReader::setAllocationLimit(16); // MiB for one image
     QIcon icon;
-    const int count = qMin(reader.imageCount(), mostIconImages);
-    for (int i = 0; i < count; ++i) {
-        reader.jumpToImage(i);
-        const QSize size = reader.size();
-        if (size.width() > largestIconImage || size.height() > largestIconImage) {
-            continue;
-        }
-        QImage image = reader.read();
-        if (image.width() > largestKeptImage || image.height() > largestKeptImage) {
-            image = image.scaled(largestKeptImage, largestKeptImage, Qt::KeepAspectRatio,
-                                 Qt::SmoothTransformation);
-        }
-        if (!image.isNull() && !icon.availableSizes().contains(image.size())) {
-            const QPixmap pixmap = QPixmap::fromImage(image);
-            icon.addPixmap(pixmap);
-            icon.addPixmap(pixmap, QIcon::Selected); // not tinted in a selected row
-        }
+    for (const QImage &image : images) {
+        const QPixmap pixmap = QPixmap::fromImage(image);
+        icon.addPixmap(pixmap);
+        icon.addPixmap(pixmap, QIcon::Selected); // not tinted in a selected row
     }
     return icon;
 }
@@ -138,7 +116,7 @@ QIcon Workspace::iconForFile(const QString &path) const
         return fallbackIcon();
     }
     const auto bytes = FileManager::defaultManager().contentsAtPath(iconPath, largestIconFile);
-    const QIcon icon = bytes ? iconFromImages(*bytes) : QIcon();
+    const QIcon icon = bytes ? iconFromImages(iconImages(*bytes)) : QIcon();
     return icon.isNull() ? fallbackIcon() : icon;
 }
 

@@ -3,6 +3,7 @@
 
 #include <QDateTime>
 #include <QTest>
+#include <QtEndian>
 
 #include <plist/plist.h>
 
@@ -28,6 +29,27 @@ QByteArray binary(const QByteArray &xmlText)
     std::free(bytes);
     plist_free(node);
     return result;
+}
+
+QByteArray bigEndian(qsizetype value)
+{
+    QByteArray bytes(8, 0);
+    qToBigEndian(quint64(value), bytes.data());
+    return bytes;
+}
+
+/// A binary property list of the objects, the first being the root. Numbers of objects have one
+/// byte.
+QByteArray binaryOf(const QByteArrayList &objects)
+{
+    QByteArray bytes = "bplist00";
+    QByteArray offsets;
+    for (const QByteArray &object : objects) {
+        offsets += bigEndian(bytes.size());
+        bytes += object;
+    }
+    return bytes + offsets + QByteArray(6, 0) + "\x08\x01" + bigEndian(objects.size()) +
+           bigEndian(0) + bigEndian(bytes.size());
 }
 
 } // namespace
@@ -98,19 +120,18 @@ void BundleTest::brokenDictionaries_data()
                                                     6);
     QTest::newRow("cut off binary") << whole.left(whole.size() - 9);
     QTest::newRow("nested beyond measure") << xml(QByteArray("<array>").repeated(1'000'000));
-    // Ten arrays of ten references to the next: 232 bytes, a million million values.
-    QByteArray unfolding = "bplist00";
+    // Twelve arrays of ten references to the next: a million million values.
+    QByteArrayList unfolding;
     for (char level = 1; level <= 12; ++level) {
         unfolding += '\xAA' + QByteArray(10, level);
     }
-    unfolding += '\x08';
-    const qsizetype offsets = unfolding.size();
-    for (char level = 0; level <= 12; ++level) {
-        unfolding += char(8 + 11 * level);
-    }
-    unfolding += QByteArray(6, 0) + "\x01\x01" + QByteArray(7, 0) + '\x0D' + QByteArray(15, 0) +
-                 char(offsets);
-    QTest::newRow("unfolding without end") << unfolding;
+    QTest::newRow("unfolding without end") << binaryOf(unfolding + QByteArrayList{"\x08"});
+    QTest::newRow("containing itself") << binaryOf({QByteArray("\xA1\x00", 2)});
+    // One value each, but all the same one.
+    const QByteArray manifold = "\xAF\x11\xFF\xFF" + QByteArray(0xFFFF, 1);
+    QTest::newRow("many references to a list") << binaryOf({manifold, manifold, "\x08"});
+    QTest::newRow("many references to a text")
+        << binaryOf({manifold, "\x5F\x11\xFF\xFF" + QByteArray(0xFFFF, 'a')});
     QTest::newRow("nested binary")
         << binary(xml(QByteArray("<array>").repeated(100) + QByteArray("</array>").repeated(100)));
 }
