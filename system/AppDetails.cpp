@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-using platform::Bundle;
 using platform::FileManager;
+using platform::PropertyList;
 using platform::Workspace;
 
 namespace {
@@ -21,10 +21,10 @@ void reset(Path &location)
 
 /// "2.1", or "2.1 (340)" where there is a build version that says more. Null when the bundle
 /// gives no short version.
-QString versionText(const Bundle &bundle)
+QString versionText(const PropertyList &info)
 {
-    const QString shortVersion = bundle.infoText(QStringLiteral("CFBundleShortVersionString"));
-    const QString buildVersion = bundle.infoText(QStringLiteral("CFBundleVersion"));
+    const QString shortVersion = info.text(QStringLiteral("CFBundleShortVersionString"));
+    const QString buildVersion = info.text(QStringLiteral("CFBundleVersion"));
     const bool saysMore = !buildVersion.trimmed().isEmpty() && buildVersion != shortVersion;
     return shortVersion.isNull() || !saysMore
                ? shortVersion
@@ -61,10 +61,11 @@ void App::loadDetails()
     if (m_appIcon.isNull()) {
         setAppIcon(Workspace::sharedWorkspace().iconForFile(m_path));
         setSize(fileManager.directorySize(m_path));
-        const QString version = versionText(*m_bundle);
+        const QString version = versionText(m_bundle->infoDictionary());
         if (!version.isNull()) {
             setVersion(version);
         }
+        m_bundle->discardInfoDictionary(); // nothing asks for it again
     }
 
     const LocationCandidates candidates(m_name, m_identifier);

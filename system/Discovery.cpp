@@ -19,6 +19,12 @@ QStringList applicationPaths()
 std::shared_ptr<App> appAtPath(const QString &path)
 {
     const auto bundle = Bundle::bundleWithPath(path);
-    const QString name = bundle ? bundle->infoText(QStringLiteral("CFBundleName")) : QString();
-    return name.isNull() ? nullptr : std::make_shared<App>(name, path, bundle);
+    const QString name =
+        bundle ? bundle->infoDictionary().text(QStringLiteral("CFBundleName")) : QString();
+    if (name.isNull()) {
+        return nullptr;
+    }
+    auto app = std::make_shared<App>(name, path, bundle);
+    bundle->discardInfoDictionary(); // of thousands of applications few are ever selected
+    return app;
 }

@@ -20,10 +20,7 @@ QString plainName(const QString &name)
 
 std::shared_ptr<Bundle> Bundle::bundleWithPath(const QString &path)
 {
-    if (path.isEmpty() || !FileManager::defaultManager().isFolder(path)) {
-        return nullptr;
-    }
-    return std::shared_ptr<Bundle>(new Bundle(path));
+    return path.isEmpty() ? nullptr : std::shared_ptr<Bundle>(new Bundle(path));
 }
 
 void Bundle::load() const
@@ -31,19 +28,19 @@ void Bundle::load() const
     m_loaded = true;
     FileManager &fileManager = FileManager::defaultManager();
     for (const char *folder : {"/Contents", "/Resources", ""}) {
-        const QString contentsPath = m_path + QLatin1String(folder);
-        const QString infoPath = contentsPath + QStringLiteral("/Info.plist");
-        if (!fileManager.fileExistsAtPath(infoPath)) {
-            continue;
+        m_contentsPath = m_path + QLatin1String(folder);
+        const QString infoPath = m_contentsPath + QStringLiteral("/Info.plist");
+        if (const auto bytes = fileManager.contentsAtPath(infoPath, largestInfoFile)) {
+            m_infoDictionary = PropertyList(*bytes);
+            return;
         }
-        m_contentsPath = contentsPath;
-        const auto bytes = fileManager.contentsAtPath(infoPath, largestInfoFile);
-        m_infoDictionary = bytes ? propertyListDictionary(*bytes) : QVariantMap();
-        return;
+        if (fileManager.fileExistsAtPath(infoPath)) {
+            return;
+        }
     }
 }
 
-const QVariantMap &Bundle::infoDictionary() const
+const PropertyList &Bundle::infoDictionary() const
 {
     if (!m_loaded) {
         load();
@@ -51,21 +48,22 @@ const QVariantMap &Bundle::infoDictionary() const
     return m_infoDictionary;
 }
 
-QString Bundle::infoText(const QString &key) const
+void Bundle::discardInfoDictionary()
 {
-    const QVariant value = infoDictionary().value(key);
-    return value.typeId() == QMetaType::QString ? value.toString() : QString();
+    m_loaded = false;
+    m_infoDictionary = PropertyList();
+    m_contentsPath.clear();
 }
 
 QString Bundle::executablePath() const
 {
-    const QString name = plainName(infoText(QStringLiteral("CFBundleExecutable")));
+    const QString name = plainName(infoDictionary().text(QStringLiteral("CFBundleExecutable")));
     return name.isNull() ? QString() : m_contentsPath + QStringLiteral("/MacOS/") + name;
 }
 
 QString Bundle::iconPath() const
 {
-    QString name = plainName(infoText(QStringLiteral("CFBundleIconFile")));
+    QString name = plainName(infoDictionary().text(QStringLiteral("CFBundleIconFile")));
     if (name.isNull()) {
         return {};
     }

@@ -2,13 +2,14 @@
 
 #include "system/platform/PathEncoding.h"
 
-#include <QFile>
-
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace platform {
 
 namespace {
+
+constexpr qint64 largestReadBuffer = 64LL * 1024; // bytes
 
 QDateTime dateFromTimestamp(const timespec &time)
 {
@@ -36,11 +37,6 @@ FileManager &FileManager::defaultManager()
 bool FileManager::fileExistsAtPath(const QString &path) const
 {
     return m_service.exists(bytesFromPath(path));
-}
-
-bool FileManager::isFolder(const QString &path) const
-{
-    return Volume::current().open(bytesFromPath(path), O_PATH | O_DIRECTORY).isOpen();
 }
 
 std::optional<QStringList> FileManager::contentsOfDirectoryAtPath(const QString &path) const
@@ -111,12 +107,23 @@ std::optional<QByteArray> FileManager::contentsAtPath(const QString &path, qint6
         !S_ISREG(status.st_mode) || status.st_size > limit) {
         return std::nullopt;
     }
-    QFile file;
-    if (!file.open(descriptor.get(), QIODevice::ReadOnly, QFileDevice::DontCloseHandle)) {
-        return std::nullopt;
+    QByteArray large;
+    QByteArray &bytes = status.st_size > largestReadBuffer ? large : m_readBuffer;
+    bytes.resize(qsizetype(status.st_size));
+    qsizetype length = 0;
+    while (length < bytes.size()) {
+        const ssize_t count =
+            ::read(descriptor.get(), bytes.data() + length, size_t(bytes.size() - length));
+        if (count < 0) {
+            return std::nullopt;
+        }
+        if (count == 0) { // it has become shorter
+            break;
+        }
+        length += count;
     }
-    const QByteArray bytes = file.read(limit);
-    return file.error() == QFileDevice::NoError ? std::optional(bytes) : std::nullopt;
+    bytes.truncate(length);
+    return bytes;
 }
 
 } // namespace platform

@@ -36,9 +36,6 @@ public:
     /// determined does not exist.
     bool fileExistsAtPath(const QString &path) const;
 
-    /// True when `path` is a folder, or a link to one.
-    bool isFolder(const QString &path) const;
-
     /// The names of the folder's direct entries; nothing when it cannot be read as a folder.
     std::optional<QStringList> contentsOfDirectoryAtPath(const QString &path) const;
 
@@ -71,6 +68,10 @@ private:
     FileManager();
 
     FileService m_service;
+
+    /// Read into again and again: a buffer of its own for each of thousands of property lists
+    /// makes malloc(3) tidy the heap up as often, which takes longer than reading them.
+    mutable QByteArray m_readBuffer;
 };
 
 } // namespace platform
