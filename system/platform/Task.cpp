@@ -9,6 +9,8 @@ namespace platform {
 
 namespace {
 
+constexpr qsizetype largestOutput = qsizetype{256} * 1024 * 1024; // bytes; more than a million long paths
+
 QString &toolFolder()
 {
     static QString folder = QDir(QCoreApplication::applicationDirPath())
@@ -50,8 +52,15 @@ bool Task::run()
     if (!process.waitForStarted(-1)) {
         return false;
     }
+    m_output.clear();
+    while (process.waitForReadyRead(-1)) {
+        m_output += process.readAllStandardOutput();
+        if (m_output.size() > largestOutput) {
+            process.kill();
+            break;
+        }
+    }
     process.waitForFinished(-1);
-    m_output = process.readAllStandardOutput();
     const bool exited = process.exitStatus() == QProcess::NormalExit;
     m_terminationStatus = exited ? process.exitCode() : -1;
     return true;

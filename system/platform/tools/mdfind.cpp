@@ -5,16 +5,17 @@
 // No bundle is looked into, no symbolic link is followed, and what cannot be read is passed over.
 // Entries are taken in the order of their bytes, so that the output of one disk is always the same.
 
+#include "system/platform/files/DirectoryReader.h"
 #include "system/platform/files/Volume.h"
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <pwd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,11 +25,6 @@ namespace {
 using platform::Volume;
 
 constexpr std::string_view query = "kMDItemKind=Application";
-
-struct DirectoryCloser
-{
-    void operator()(DIR *directory) const { ::closedir(directory); }
-};
 
 /// Whether a name could not be told from two lines: it holds a line feed, vertical tab, form feed,
 /// carriage return, or in UTF-8 a next line, line separator or paragraph separator.
@@ -40,23 +36,23 @@ bool breaksLine(std::string_view name)
            name.find("\xE2\x80\xA9") != std::string_view::npos;
 }
 
-/// The paths of the folders directly inside the folder at `path`, sorted.
+/// The paths of the folders directly inside the folder at `path`, sorted. A path that no program
+/// could open is left out, and with it what a hostile disk nests without end.
 std::vector<std::string> foldersIn(const Volume &volume, const std::string &path)
 {
     std::vector<std::string> folders;
-    const platform::FileDescriptor descriptor =
-        volume.open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
-    if (!descriptor.isOpen()) {
+    const platform::FileDescriptor folder = volume.open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    if (!folder.isOpen()) {
         return folders;
     }
-    const std::unique_ptr<DIR, DirectoryCloser> directory(::fdopendir(::dup(descriptor.get())));
-    while (const dirent *entry = directory ? ::readdir(directory.get()) : nullptr) {
-        const std::string_view name = entry->d_name;
-        const bool mayBeFolder = entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN;
-        if (!mayBeFolder || name == "." || name == ".." || breaksLine(name)) {
-            continue;
+    platform::DirectoryReader reader;
+    reader.start(folder.get());
+    while (const platform::DirectoryReader::Entry *entry = reader.next()) {
+        const bool mayBeFolder = entry->type == DT_DIR || entry->type == DT_UNKNOWN;
+        std::string below = (path == "/" ? "" : path) + '/' + entry->name;
+        if (mayBeFolder && !breaksLine(entry->name) && below.size() < PATH_MAX) {
+            folders.push_back(std::move(below));
         }
-        folders.push_back(std::string(path == "/" ? "" : path).append(1, '/').append(name));
     }
     std::sort(folders.begin(), folders.end());
     return folders;

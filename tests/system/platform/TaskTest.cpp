@@ -13,6 +13,7 @@ class TaskTest : public QObject
 private slots:
     void lines();
     void longOutput();
+    void endlessOutput();
     void inheritsTheEnvironment();
     void exitStatus();
 
@@ -36,6 +37,16 @@ void TaskTest::longOutput()
     const QStringList lines = Task::outputLines("/usr/bin/tool", {});
     QCOMPARE(lines.size(), 300001);
     QCOMPARE(lines[299999], "300000");
+
+    m_volume.installTool("tool", "printf 'a\\0b\\nno line break'");
+    QCOMPARE(Task::outputLines("/usr/bin/tool", {}),
+             QStringList({QString::fromLatin1("a\0b", 3), "no line break"}));
+}
+
+void TaskTest::endlessOutput()
+{
+    m_volume.installTool("tool", "exec yes");
+    QCOMPARE(Task::outputLines("/usr/bin/tool", {}), QStringList());
 }
 
 void TaskTest::inheritsTheEnvironment()
