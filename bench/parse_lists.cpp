@@ -1,5 +1,5 @@
-// The peer of discovery: opens and parses the property lists whose paths come on standard input,
-// one per line, with the library alone.
+// The peer of discovery: opens and parses, with the library alone, the property lists whose paths
+// stand in a file, one per line.
 
 #include <plist/plist.h>
 
@@ -9,15 +9,16 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <iostream>
+#include <fstream>
 #include <string>
 #include <vector>
 
-int main()
+int main(int argc, char *argv[])
 {
+    std::ifstream paths(argc > 1 ? argv[1] : "");
     int parsed = 0;
     std::vector<char> bytes;
-    for (std::string path; std::getline(std::cin, path);) {
+    for (std::string path; std::getline(paths, path);) {
         const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
         struct stat status = {};
         if (file < 0 || ::fstat(file, &status) != 0) {
