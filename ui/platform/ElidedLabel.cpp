@@ -24,7 +24,7 @@ ElidedLabel::ElidedLabel(QWidget *parent) : QLabel(parent)
 
 QSize ElidedLabel::sizeHint() const
 {
-    return {fontMetrics().horizontalAdvance(line()), fontMetrics().height() + 2};
+    return {fontMetrics().horizontalAdvance(singleLine(text())), fontMetrics().height() + 2};
 }
 
 QSize ElidedLabel::minimumSizeHint() const
@@ -67,22 +67,16 @@ void ElidedLabel::paintEvent(QPaintEvent *event)
     }
     QPainter painter(this);
     const QString elided =
-        fontMetrics().elidedText(line(), Qt::ElideMiddle, contentsRect().width());
+        fontMetrics().elidedText(singleLine(text()), Qt::ElideMiddle, contentsRect().width());
     style()->drawItemText(&painter, contentsRect(),
                           int(QStyle::visualAlignment(layoutDirection(), alignment())), palette(),
                           isEnabled(), leftToRightMark + elided, foregroundRole());
 }
 
-/// The text in one line, whatever it holds.
-QString ElidedLabel::line() const
-{
-    QString line = text();
-    return line.replace(u'\n', u' ').replace(u'\r', u' ').replace(QChar::LineSeparator, u' ');
-}
-
 bool ElidedLabel::isElided() const
 {
-    return fontMetrics().horizontalAdvance(line()) > contentsRect().width() || line() != text();
+    return fontMetrics().horizontalAdvance(singleLine(text())) > contentsRect().width() ||
+           singleLine(text()) != text();
 }
 
 void ElidedLabel::copyWholeText() const

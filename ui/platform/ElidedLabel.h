@@ -24,7 +24,6 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    QString line() const;
     bool isElided() const;
     void copyWholeText() const;
 };

@@ -33,8 +33,9 @@ QIcon emptyTile(const QSize &size, const QColor &color)
     return QIcon(tile);
 }
 
-/// Rows have the focus, not cells: the view marks the whole row. A path keeps its leading slash at
-/// its beginning where the window runs from right to left.
+/// Rows have the focus, not cells: the view marks the whole row. A text has one line, whatever it
+/// holds, and a path keeps its leading slash at its beginning where the window runs from right to
+/// left.
 class CellDelegate : public QStyledItemDelegate
 {
 public:
@@ -45,7 +46,7 @@ protected:
     {
         QStyledItemDelegate::initStyleOption(option, index);
         option->state &= ~QStyle::State_HasFocus;
-        option->text.prepend(leftToRightMark);
+        option->text = leftToRightMark + singleLine(option->text);
     }
 };
 
@@ -64,6 +65,7 @@ TableView::TableView(QWidget *parent) : QTableView(parent), m_placeholder(new QL
     setItemDelegate(new CellDelegate(this));
     verticalHeader()->hide();
     horizontalHeader()->setHighlightSections(false);
+    horizontalHeader()->setMinimumHeight(fontMetrics().height() * 7 / 4);
     horizontalHeader()->setDefaultAlignment(Qt::AlignLeading | Qt::AlignVCenter);
     horizontalHeader()->setStretchLastSection(true);
 
