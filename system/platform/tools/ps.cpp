@@ -1,14 +1,17 @@
 // Stands for /bin/ps: lists every process of every user with its whole command line, one line
 // each. It takes the one argument that the program gives, -A.
 
+#include "system/platform/files/FileDescriptor.h"
+
 #include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -35,10 +38,19 @@ std::vector<int> processes()
     return identifiers;
 }
 
+/// Empty when the process has ended meanwhile.
 std::string contents(const std::string &path)
 {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    std::string bytes;
+    const platform::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::array<char, 4096> buffer = {};
+    for (;;) {
+        const ssize_t length = ::read(file.get(), buffer.data(), buffer.size());
+        if (length <= 0) {
+            return bytes;
+        }
+        bytes.append(buffer.data(), static_cast<std::size_t>(length));
+    }
 }
 
 /// The arguments with a blank between them. A control character is shown as "?", so that each
