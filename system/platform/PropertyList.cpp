@@ -6,6 +6,12 @@
 
 namespace platform {
 
+namespace {
+
+constexpr quint64 longestText = 64ULL * 1024; // bytes; a longer one would keep the window busy
+
+} // namespace
+
 void PropertyList::NodeDeleter::operator()(void *node) const
 {
     plist_free(node);
@@ -33,6 +39,9 @@ QString PropertyList::text(const QString &key) const
     }
     uint64_t length = 0;
     const char *const bytes = plist_get_string_ptr(value, &length);
+    if (length > longestText) {
+        return {};
+    }
     const QString text = QString::fromUtf8(bytes, qsizetype(length));
     // No name of a file can hold a NUL.
     return text.contains(QChar::Null) ? QString() : text;

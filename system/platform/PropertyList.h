@@ -18,7 +18,8 @@ public:
     /// that is not modest (PropertyListCheck.h).
     explicit PropertyList(const QByteArray &bytes);
 
-    /// The value under `key` when it is text, else null. An empty text is not null.
+    /// The value under `key` when it is text of at most 64 KiB and without a NUL, else null. An
+    /// empty text is not null.
     QString text(const QString &key) const;
 
 private:

@@ -11,7 +11,9 @@ namespace {
 constexpr int deepestNesting = 64;
 constexpr std::size_t mostValues = 100'000;
 constexpr quint64 mostBytes = 16ULL * 1024 * 1024; // in texts and data, as often as they are used
-constexpr int mostXmlContainers = 10'000;
+constexpr qsizetype mostXmlTags = 30'000;
+constexpr qsizetype mostXmlContainers = 10'000;
+constexpr qint64 mostXmlMoves = 4LL * 1024 * 1024 * 1024; // bytes
 
 /// A binary property list as far as its shape goes. The format: a magic word, the objects, a
 /// table of the objects' offsets, and a trailer of 32 bytes that tells the sizes of both. An
@@ -99,7 +101,7 @@ private:
     std::optional<Object> objectAt(quint64 index) const
     {
         const auto size = quint64(m_bytes.size());
-        if (index >= m_objects || index >= size || m_offsetTable >= size) {
+        if (index >= m_objects || m_objects > size || m_offsetTable >= size) {
             return std::nullopt;
         }
         const quint64 offset = number(
@@ -126,7 +128,7 @@ private:
             return Object{{}, kind == Utf16Text ? count * 2 : count};
         }
         const quint64 references = kind == Dictionary ? count * 2 : count;
-        if (references * std::min(m_referenceSize, quint64(8)) > size) {
+        if (references > mostValues) {
             return std::nullopt;
         }
         Object object;
@@ -153,7 +155,11 @@ bool isModestPropertyList(const QByteArray &bytes)
     if (bytes.startsWith("bplist")) {
         return BinaryShape(bytes).isModest();
     }
-    return bytes.count("<array") + bytes.count("<dict") <= mostXmlContainers;
+    // To find a key the library may look at every other one of its dictionary, and for each
+    // reference to a character it moves the rest of the text.
+    return bytes.count('<') <= mostXmlTags &&
+           qint64(bytes.count('&')) * bytes.size() <= mostXmlMoves &&
+           bytes.count("<array") + bytes.count("<dict") <= mostXmlContainers;
 }
 
 } // namespace platform

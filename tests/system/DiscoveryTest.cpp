@@ -1,10 +1,15 @@
 #include "system/Discovery.h"
 #include "model/App.h"
+#include "system/LocationCandidates.h"
 #include "system/platform/Task.h"
 #include "tests/support/TestVolume.h"
 
 #include <QProcess>
+#include <QRandomGenerator>
 #include <QTest>
+
+#include <sys/fsuid.h>
+#include <unistd.h>
 
 class DiscoveryTest : public QObject
 {
@@ -15,6 +20,7 @@ private slots:
     void pathsKept();
     void failingTools();
     void bundlesWithAName();
+    void hostileBundles();
     void theQueryTool();
     void runningCheck_data();
     void runningCheck();
@@ -67,6 +73,55 @@ void DiscoveryTest::bundlesWithAName()
     m_volume.write("/Plain.app", "not a folder");
     for (const QString path : {"", "/missing", "/NoName.app", "/Number.app", "/Plain.app"}) {
         QVERIFY2(!appAtPath(path), qPrintable(path));
+    }
+}
+
+void DiscoveryTest::hostileBundles()
+{
+    QStringList names = {"../../evil",
+                         "..",
+                         "a/../../b",
+                         "/",
+                         "",
+                         QString(10'240, 'n'),
+                         QString::fromUtf8("line\nbreak\r\u2028"),
+                         QString::fromUtf8("\u202Egro.elif\u200F")};
+    for (qsizetype i = 0; i < names.size(); ++i) {
+        m_volume.writeBundle(QString("/Applications/Named%1.app").arg(i),
+                             {{"CFBundleName", names[i]}, {"CFBundleIdentifier", names[i]}});
+    }
+    m_volume.writeBundle("/Applications/Nul.app",
+                         {{"CFBundleName", QString::fromLatin1("a\0b", 3)}});
+    m_volume.writeBundle("/Applications/Large.app", {{"CFBundleName", "Large"}});
+    QVERIFY(
+        QFile::resize(m_volume.host("/Applications/Large.app/Contents/Info.plist"), 200'000'000));
+    QByteArray bytes(4096, 0);
+    QRandomGenerator(1).generate(bytes.begin(), bytes.end());
+    m_volume.write("/Applications/Random.app/Contents/Info.plist", bytes);
+    QDir().mkpath(m_volume.host("/Applications/Folder.app/Contents/Info.plist"));
+    m_volume.writeBundle("/Applications/Closed.app", {{"CFBundleName", "Closed"}});
+    const QString closed = m_volume.host("/Applications/Closed.app/Contents");
+    QFile::setPermissions(closed, {});
+    m_volume.writeBundle("/Applications/Zoo.app", {{"CFBundleName", "Zoo"}});
+    names.append("Zoo");
+
+    platform::Task::setToolFolder(QCoreApplication::applicationDirPath() + "/../libexec/tarnwell");
+    QStringList listed;
+    QStringList locations;
+    const QStringList paths = applicationPaths();
+    ::setfsuid(65534); // nothing is closed to root
+    for (const QString &path : paths) {
+        if (const auto record = appAtPath(path)) {
+            const LocationCandidates candidates(record->name(), record->identifier());
+            locations += candidates.prefs() + candidates.data();
+            listed += record->name();
+        }
+    }
+    ::setfsuid(::geteuid());
+    QFile::setPermissions(closed, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QCOMPARE(listed, names);
+    for (const QString &location : std::as_const(locations)) {
+        QVERIFY(QDir::cleanPath(location).startsWith("/users/anna/Library/"));
     }
 }
 

@@ -76,14 +76,16 @@ void BundleTest::texts()
         xml("<dict><key>Text</key><string>Gr\xc3\xb6\xc3\x9f</string><key>Empty</key><string/>"
             "<key>Yes</key><true/><key>Number</key><integer>42</integer>"
             "<key>Data</key><data>AAEC</data><key>List</key><array><string>a</string></array>"
-            "</dict>");
+            "<key>Real</key><real>1.5</real><key>Date</key><date>2026-03-02T09:30:00Z</date>"
+            "<key>Dictionary</key><dict><key>Dictionary</key><string>a</string></dict></dict>");
     for (const QByteArray &bytes : {info, binary(info)}) {
         m_volume.write("/A.app/Contents/Info.plist", bytes);
         const auto bundle = Bundle::bundleWithPath("/A.app");
         const PropertyList &values = bundle->infoDictionary();
         QCOMPARE(values.text("Text"), QString::fromUtf8("Größ"));
         QVERIFY(!values.text("Empty").isNull() && values.text("Empty").isEmpty());
-        for (const char *key : {"Yes", "Number", "Data", "List", "missing"}) {
+        for (const char *key :
+             {"Yes", "Number", "Data", "List", "Real", "Date", "Dictionary", "missing"}) {
             QVERIFY(values.text(key).isNull());
         }
         bundle->discardInfoDictionary();
@@ -129,6 +131,21 @@ void BundleTest::brokenDictionaries_data()
     QTest::newRow("many references to a list") << binaryOf({manifold, manifold, "\x08"});
     QTest::newRow("many references to a text")
         << binaryOf({manifold, "\x5F\x11\xFF\xFF" + QByteArray(0xFFFF, 'a')});
+    // The library would go through the rest of the text for each reference, through all keys for
+    // each key, and end the program at a NUL.
+    const QByteArray identifier = "<key>CFBundleIdentifier</key><string>";
+    QTest::newRow("many references to a character")
+        << xml("<dict>" + identifier + QByteArray("&lt;").repeated(1'000'000) + "</string></dict>");
+    QTest::newRow("many keys") << xml("<dict>" + identifier + "a</string>" +
+                                      QByteArray("<key>k</key><true/>").repeated(100'000) +
+                                      "</dict>");
+    QTest::newRow("a NUL in a text")
+        << xml("<dict>" + identifier + QByteArray("a\0b</string></dict>", 19));
+    QTest::newRow("a text beyond measure")
+        << xml("<dict>" + identifier + QByteArray(65'537, 'a') + "</string></dict>");
+    QTest::newRow("a NUL in a binary text")
+        << binaryOf({"\xD1\x01\x02", QByteArray("\x5F\x10\x12") + "CFBundleIdentifier",
+                     QByteArray("\x63\0a\0\0\0b", 7)});
     QTest::newRow("nested binary")
         << binary(xml(QByteArray("<array>").repeated(100) + QByteArray("</array>").repeated(100)));
 }

@@ -14,21 +14,29 @@ using platform::Workspace;
 
 namespace {
 
-/// An icon file with one PNG image of 128 pixels.
-QByteArray icnsFile(const QColor &color)
+QByteArray block(const char *type, const QByteArray &content)
 {
-    QImage image(128, 128, QImage::Format_ARGB32);
+    QByteArray length(4, 0);
+    qToBigEndian(quint32(content.size() + 8), length.data());
+    return type + length + content;
+}
+
+QByteArray png(int size, const QColor &color)
+{
+    QImage image(size, size, QImage::Format_ARGB32);
     image.fill(color);
-    QByteArray png;
-    QBuffer buffer(&png);
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
     image.save(&buffer, "PNG");
-    const auto block = [](const char *type, const QByteArray &content) {
-        QByteArray length(4, 0);
-        qToBigEndian(quint32(content.size() + 8), length.data());
-        return type + length + content;
-    };
-    return block("icns", block("ic07", png));
+    return bytes;
+}
+
+/// An icon file with one PNG image of 128 pixels, between other blocks.
+QByteArray icnsFile(const QColor &color, const QByteArray &before = {},
+                    const QByteArray &after = {})
+{
+    return block("icns", before + block("ic07", png(128, color)) + after);
 }
 
 } // namespace
@@ -77,9 +85,23 @@ void WorkspaceTest::cleanup()
 
 void WorkspaceTest::icons()
 {
-    m_volume.write("/A.app/Contents/Resources/icon.icns", icnsFile(Qt::red));
-    QCOMPARE(m_workspace.iconForFile("/A.app").pixmap(128).toImage().pixelColor(64, 64),
-             QColor(Qt::red));
+    // One image is read whatever else is there: an image larger than the format allows, a table of
+    // contents and a block that lie about lengths, four million blocks, a newer kind of image.
+    const QByteArray files[] = {
+        icnsFile(Qt::red),
+        icnsFile(Qt::red, block("ic10", png(2048, Qt::blue))),
+        icnsFile(Qt::red, block("TOC ", "ic07\xff\xff\xff\xf0")),
+        icnsFile(Qt::red, {}, "ic08\xff\xff\xff\xff"),
+        icnsFile(Qt::red, {}, block("abcd", {}).repeated(3'900'000)),
+        icnsFile(Qt::red, block("ic09", QByteArray("\0\0\0\fjP  \r\n\x87\n", 12)))};
+    const auto middle = [&](const QByteArray &file) {
+        m_volume.write("/A.app/Contents/Resources/icon.icns", file);
+        return m_workspace.iconForFile("/A.app").pixmap(128).toImage().pixelColor(64, 64);
+    };
+    for (const QByteArray &file : files) {
+        QCOMPARE(middle(file), QColor(Qt::red));
+    }
+    QVERIFY(middle(png(128, Qt::red)) != QColor(Qt::red)); // no other format has a way in
 
     m_volume.write("/A.app/Contents/Resources/icon.icns", icnsFile(Qt::red).left(60));
     QVERIFY(!m_workspace.iconForFile("/A.app").isNull());
