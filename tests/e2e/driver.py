@@ -7,6 +7,7 @@ state that it needs, and gives up with an AssertionError when that has not come 
 import contextlib
 import hashlib
 import os
+import shutil
 import subprocess
 import tempfile
 import time
@@ -29,6 +30,8 @@ COMMANDS = {
     "Open Data Folder": "Ctrl+Shift+E",
 }
 
+if not shutil.which("xdotool"):
+    raise ImportError("xdotool is missing")
 Atspi.set_timeout(PATIENCE * 1000, PATIENCE * 1000)
 pyatspi.Registry.getDesktop(0).set_cache_mask(Atspi.Cache.NONE)
 
@@ -83,7 +86,7 @@ def wait_until(condition, what):
             if result := condition():
                 return result
         assert time.monotonic() < deadline, f"waited {PATIENCE} s in vain for {what}"
-        time.sleep(0.02)
+        time.sleep(0.005)
 
 
 def has(item, *states):
@@ -221,9 +224,12 @@ class Tarnwell:
         table = self.table.queryTable()
         return [table.getAccessibleAt(row, 0).name for row in range(table.nRows)]
 
+    def selected_rows(self):
+        return sorted(self.table.queryTable().getSelectedRows())
+
     def selection(self):
         names = self.names()
-        return [names[row] for row in sorted(self.table.queryTable().getSelectedRows())]
+        return [names[row] for row in self.selected_rows()]
 
     def wait_for_list(self):
         """Waits until the applications are listed; on an empty volume that never happens."""
@@ -235,13 +241,17 @@ class Tarnwell:
     # What can be done.
 
     def select(self, *names):
+        listed = self.names()
+        self.select_rows(*(listed.index(name) for name in names))
+
+    def select_rows(self, *rows):
+        """Selects rows by their numbers, the topmost of which is 0."""
         table = self.table.queryTable()
         for row in table.getSelectedRows():
             table.removeRowSelection(row)
-        listed = self.names()
-        for name in names:
-            table.addRowSelection(listed.index(name))
-        self.wait_for_selection(*names)
+        for row in rows:
+            table.addRowSelection(row)
+        self.wait_until(lambda: self.selected_rows() == sorted(rows), f"the selection of {rows}")
 
     def key(self, *chords, command="key"):
         """Presses keys in whichever window of the program has the keyboard."""
@@ -296,12 +306,13 @@ class Tarnwell:
 
         self.wait_until(has_ended, f"the end of {command}")
 
-    def run(self, command, *answers):
-        """Presses a button, answers its alerts in turn and waits for the command's end.
+    def run(self, command, *answers, by_shortcut=False):
+        """Gives a command, answers its alerts in turn and waits for the command's end.
 
-        Returns the (title, text) of each alert. One alert too many is an AssertionError.
+        Returns the (title, text) of each alert. One alert too many is an AssertionError. After a
+        shortcut without any alert the command may still be under way.
         """
-        self.start(command)
+        self.key(COMMANDS[command].lower()) if by_shortcut else self.start(command)
         seen = []
         for answer in answers:
             alert = self.alert()

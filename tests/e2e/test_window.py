@@ -19,11 +19,9 @@ try:
     import driver
     import pyatspi
     from driver import COMMANDS, snapshot, wait_until
+    from kinds import DATA, KINDS, PREFERENCES
 except ImportError as error:
     print(error, file=sys.stderr)
-    sys.exit(77)
-if not shutil.which("xdotool"):
-    print("xdotool is missing", file=sys.stderr)
     sys.exit(77)
 
 BUILD = Path()
@@ -37,46 +35,11 @@ NAMES = [
 ]
 
 
-class Kind:
-    """One kind of settings: its commands, where Recipe Drawer keeps it, and the messages."""
-
-    def __init__(self, name, live, changeable, question, were_restored, backup_error_end):
-        word, path = name.lower(), f"/users/anna/Library/{live}"
-        permissions = "Please make sure you have appropriate permissions!\n("
-        self.back_up, self.restore = f"Back Up {name}", f"Restore {name}"
-        self.live, self.backup = f"Users/anna/Library/{live}", f"Users/anna/Library/{live}.bak"
-        self.changeable = changeable  # a file of it, from its path
-        self.question = question
-        self.backed_up_already = (
-            f"{name} already backed up",
-            f"A backup of this application's {word} already exists.\n\n"
-            "Do you want to override the existing backup?")
-        self.backup_error = (
-            "Backup Error", f"There was an error backing up the {word}.\n\n"
-            f"{permissions}{path}.bak{backup_error_end}")
-        self.running = (
-            "Application is Running", "The application is currently running.\n\nIt is recommended "
-            f"you terminate it first before restoring its {word}. Are you sure you want to "
-            "continue?")
-        self.restored = (f"{name} Restored!",
-                         f"The {word} {were_restored} successfully restored from backup.")
-        self.restore_error = (
-            "Restore Error",
-            f"There was an error restoring the {word}.\n\n{permissions}{path}).")
-
-
-KINDS = PREFERENCES, DATA = (
-    Kind("Preferences", "Preferences/vnd.sample.recipe-drawer.plist", "",
-         ("Restoring of Preferences",
-          "Are you sure you want to restore this app's preferences from backup? The current "
-          "preferences will be overwritten.\n\n(The preferences backup will not be deleted and can "
-          "be restored again in future.)"), "were", ")."),
-    Kind("Data", "Application Support/Recipe Drawer", "Origin.txt",
-         ("Data Restore",
-          "Are you sure you want to restore this app's data from backup?\n\n(The data backup will "
-          "not be deleted and can be restored again, but the current data will be overwritten.)"),
-         "was", ")"),
-)
+HOME = "Users/anna"  # which the window shows as /users/anna
+RECIPES = {  # where Recipe Drawer keeps each kind
+    PREFERENCES: "Library/Preferences/vnd.sample.recipe-drawer.plist",
+    DATA: "Library/Application Support/Recipe Drawer",
+}
 
 
 def remove(path):
@@ -199,12 +162,16 @@ class SelectionTest(WindowTest):
 
 
 class PreferencesBackupTest(WindowTest):
-    kind = PREFERENCES
+    kind, file_to_change = PREFERENCES, ""
 
     def setUp(self):
         super().setUp()
-        self.live, self.backup = self.volume / self.kind.live, self.volume / self.kind.backup
-        self.changeable = self.live / self.kind.changeable
+        self.live = self.volume / HOME / RECIPES[self.kind]
+        self.backup = Path(f"{self.live}.bak")
+        self.changeable = self.live / self.file_to_change
+        shown = f"/users/anna/{RECIPES[self.kind]}"
+        self.backup_error = self.kind.backup_error(shown)
+        self.restore_error = self.kind.restore_error(shown)
 
     def test_first_backup_asks_nothing_and_is_an_exact_copy(self):
         remove(self.backup)
@@ -260,14 +227,14 @@ class PreferencesBackupTest(WindowTest):
         remove(self.backup)
         with self.window("Recipe Drawer", lines=1) as window:
             self.backup.write_text("made meanwhile by somebody else")
-            self.assertEqual(window.run(self.kind.back_up, "Ok"), [self.kind.backup_error])
+            self.assertEqual(window.run(self.kind.back_up, "Ok"), [self.backup_error])
         self.assertEqual(self.backup.read_text(), "made meanwhile by somebody else")
 
     def test_a_backup_fails_when_the_original_is_gone(self):
         remove(self.backup)
         with self.window("Recipe Drawer", lines=1) as window:
             remove(self.live)
-            self.assertEqual(window.run(self.kind.back_up, "Return"), [self.kind.backup_error])
+            self.assertEqual(window.run(self.kind.back_up, "Return"), [self.backup_error])
         self.assertEqual(snapshot(self.backup), {})
 
     def test_a_restore_fails_when_the_original_is_gone(self):
@@ -275,18 +242,18 @@ class PreferencesBackupTest(WindowTest):
         with self.window("Recipe Drawer") as window:
             remove(self.live)
             self.assertEqual(window.run(self.kind.restore, "Ok", "Ok"),
-                             [self.kind.question, self.kind.restore_error])
+                             [self.kind.question, self.restore_error])
         self.assertEqual([snapshot(self.live), snapshot(self.backup)], [{}, saved])
 
     def test_a_restore_fails_when_the_backup_is_gone(self):
         with self.window("Recipe Drawer", lines=1) as window:
             remove(self.backup)
             self.assertEqual(window.run(self.kind.restore, "Ok", "Escape"),
-                             [self.kind.question, self.kind.restore_error])
+                             [self.kind.question, self.restore_error])
 
 
 class DataBackupTest(PreferencesBackupTest):
-    kind = DATA
+    kind, file_to_change = DATA, "Origin.txt"
 
 
 class RunningTest(WindowTest):
@@ -439,7 +406,7 @@ class KeyboardTest(WindowTest):
             window.key("ctrl+e", "ctrl+shift+l", "ctrl+shift+e", "ctrl+l")
             self.assertEqual([unquote(uri).rpartition("/")[2] for uri in self.lines(shown, 2)],
                              ["vnd.sample.recipe-drawer.plist", "Recipe Drawer.app"])
-            self.assertEqual(self.lines(opened, 2), ["1", f"{self.volume / DATA.live}"])
+            self.assertEqual(self.lines(opened, 2), ["1", f"{self.volume / HOME / RECIPES[DATA]}"])
             wait_until(launched.exists, "the launched program")
 
     def test_context_menu(self):
