@@ -30,8 +30,13 @@ bool RemovalOperation::removeFolder()
         return fail({}, errorReason(errno));
     }
     FileDescriptor folder = openOwnFolder(m_parent, m_name.c_str());
-    if (!folder.isOpen()) {
+    struct stat opened = {};
+    if (!folder.isOpen() || ::fstat(folder.get(), &opened) != 0) {
         return fail({}, errorReason(errno));
+    }
+    // The mode of another item must not be given to this one below.
+    if (opened.st_dev != status.st_dev || opened.st_ino != status.st_ino) {
+        return fail({}, errorReason(ESTALE));
     }
     RemovalCheck check;
     if (!check.run(folder.get())) {
