@@ -12,14 +12,11 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusReply>
-#include <QFile>
 #include <QFileInfo>
 #include <QPainter>
 #include <QPixmap>
 #include <QProcess>
 #include <QStandardPaths>
-
-#include <fcntl.h>
 
 #include <algorithm>
 
@@ -31,21 +28,18 @@ constexpr qint64 largestIconFile = 32LL * 1024 * 1024; // bytes
 
 const QString fileManagerService = QStringLiteral("org.freedesktop.FileManager1");
 
-/// The host's path of the item itself at a program's path; null when it does not exist.
-QString hostPathOfItem(const QString &path)
+enum class FinalLink
 {
-    const std::string host = Volume::current().hostPath(bytesFromPath(path));
-    return host.empty() ? QString() : pathFromBytes(host);
-}
+    Followed, ///< inside the volume: the host has no link left to follow, and to be misled by
+    Itself
+};
 
-/// The host's path of what a program's path leads to, links followed inside the volume; null
-/// when there is nothing. The host itself has no link left to follow, and so to be misled by.
-QString hostPathOfTarget(const QString &path)
+/// The host's path of the item at a program's path; null when there is nothing.
+QString hostPath(const QString &path, FinalLink link)
 {
-    const FileDescriptor target = Volume::current().open(bytesFromPath(path), O_PATH);
-    return target.isOpen()
-               ? QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(target.get()))
-               : QString();
+    const bool followsLink = link == FinalLink::Followed;
+    const std::string host = Volume::current().hostPath(bytesFromPath(path), followsLink);
+    return host.empty() ? QString() : pathFromBytes(host);
 }
 
 bool startDetached(const QString &program, const QStringList &arguments)
@@ -122,13 +116,13 @@ QIcon Workspace::iconForFile(const QString &path) const
 
 bool Workspace::openURL(const QUrl &url)
 {
-    const QString host = hostPathOfTarget(url.toLocalFile());
+    const QString host = hostPath(url.toLocalFile(), FinalLink::Followed);
     return !host.isNull() && openHostItem(host);
 }
 
 bool Workspace::selectFile(const QString &path, const QString &)
 {
-    const QString host = hostPathOfItem(path);
+    const QString host = hostPath(path, FinalLink::Itself);
     if (host.isNull()) {
         return false;
     }
@@ -158,7 +152,7 @@ bool Workspace::launchApplication(const QString &path)
     if (executable.isNull()) {
         return false;
     }
-    const QString program = hostPathOfTarget(executable);
+    const QString program = hostPath(executable, FinalLink::Followed);
     const QFileInfo programFile(program);
     if (program.isNull() || !programFile.isFile() || !programFile.isExecutable()) {
         return false;

@@ -138,9 +138,9 @@ FileDescriptor Volume::openParent(std::string_view path, std::string &name) cons
     return openMapped(itemPath.substr(0, nameStart), O_PATH | O_DIRECTORY);
 }
 
-std::string Volume::hostPath(std::string_view path) const
+std::string Volume::hostPath(std::string_view path, bool followsLink) const
 {
-    const FileDescriptor item = open(path, O_PATH | O_NOFOLLOW);
+    const FileDescriptor item = open(path, O_PATH | (followsLink ? 0 : O_NOFOLLOW));
     if (!item.isOpen()) {
         return {};
     }

@@ -43,9 +43,9 @@ public:
     /// the root itself, an empty or a relative path, and a name of "." or "..".
     FileDescriptor openParent(std::string_view path, std::string &name) const;
 
-    /// The host's absolute path of the existing item at `path`, itself not followed when it is
-    /// a link; empty when it cannot be found.
-    std::string hostPath(std::string_view path) const;
+    /// The host's absolute path of the existing item at `path`; empty when it cannot be found. A
+    /// link is followed inside the volume if `followsLink`.
+    std::string hostPath(std::string_view path, bool followsLink = false) const;
 
 private:
     FileDescriptor openMapped(std::string path, int flags) const;
