@@ -57,7 +57,7 @@ bool Path::backUp()
     if (m_path.isNull()) {
         return false;
     }
-    FileManager &fileManager = FileManager::defaultManager();
+    const FileManager &fileManager = FileManager::defaultManager();
     if (m_backedUp) {
         if (!fileManager.removeItemAtPath(pathBak(), nullptr)) {
             return false;

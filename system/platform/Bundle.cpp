@@ -26,7 +26,7 @@ std::shared_ptr<Bundle> Bundle::bundleWithPath(const QString &path)
 void Bundle::load() const
 {
     m_loaded = true;
-    FileManager &fileManager = FileManager::defaultManager();
+    const FileManager &fileManager = FileManager::defaultManager();
     for (const char *folder : {"/Contents", "/Resources", ""}) {
         m_contentsPath = m_path + QLatin1String(folder);
         const QString infoPath = m_contentsPath + QStringLiteral("/Info.plist");

@@ -22,7 +22,7 @@ constexpr int largestAllocation = 16;            // MiB, for one image
 constexpr std::array<const char *, 21> rawKinds = {
     "ICN#", "ICON", "h8mk", "ich#", "ich4", "ich8", "icl4", "icl8", "icm#", "icm4", "icm8",
     "ics#", "ics4", "ics8", "ih32", "il32", "is32", "it32", "l8mk", "s8mk", "t8mk"};
-constexpr qsizetype largestRawImage = 128 * 128 * 4; // bytes
+constexpr qsizetype largestRawImage = qsizetype{128} * 128 * 4; // bytes
 
 constexpr QByteArrayView pngStart("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
 constexpr std::array<const char *, 5> neededPngChunks = {"IHDR", "PLTE", "tRNS", "IDAT", "IEND"};

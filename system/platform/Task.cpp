@@ -9,7 +9,7 @@ namespace platform {
 
 namespace {
 
-constexpr qsizetype largestOutput = qsizetype{256} * 1024 * 1024; // bytes; more than a million long paths
+constexpr qsizetype largestOutput = qsizetype{256} * 1024 * 1024; // bytes; a million long paths
 
 QString &toolFolder()
 {
