@@ -123,7 +123,7 @@ QList<QImage> iconImages(const QByteArray &bytes)
     buffer.open(QIODevice::ReadOnly);
     QImageReader reader(&buffer, "icns");
     reader.setAutoDetectImageFormat(false);
-    QImageReader::setAllocationLimit(largestAllocation);
+    QImageReader::setAllocationLimit(largestAllocation); // of every reader in the process
     QList<QImage> images;
     const int count = reader.imageCount();
     for (int i = 0; i < count; ++i) {

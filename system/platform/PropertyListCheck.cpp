@@ -11,7 +11,8 @@ namespace {
 constexpr int deepestNesting = 64;
 constexpr std::size_t mostValues = 100'000;
 constexpr quint64 mostBytes = 16ULL * 1024 * 1024; // in texts and data, as often as they are used
-constexpr qsizetype mostXmlTags = 30'000;
+constexpr qsizetype mostXmlTags = 100'000;
+constexpr qsizetype mostXmlKeys = 10'000;
 constexpr qsizetype mostXmlContainers = 10'000;
 constexpr qint64 mostXmlMoves = 4LL * 1024 * 1024 * 1024; // bytes
 
@@ -148,18 +149,27 @@ private:
     quint64 m_offsetTable = 0;
 };
 
+/// Newer versions of the library read other formats too, which nothing here bounds.
+bool isXml(const QByteArray &bytes)
+{
+    const auto start = std::find_if_not(bytes.begin(), bytes.end(), [](char character) {
+        return QByteArrayView(" \t\r\n").contains(character);
+    });
+    return start != bytes.end() && *start == '<';
+}
+
 } // namespace
 
 bool isModestPropertyList(const QByteArray &bytes)
 {
-    if (bytes.startsWith("bplist")) {
+    if (bytes.startsWith("bplist00")) {
         return BinaryShape(bytes).isModest();
     }
     // To find a key the library may look at every other one of its dictionary, and for each
     // reference to a character it moves the rest of the text.
-    return bytes.count('<') <= mostXmlTags &&
-           qint64(bytes.count('&')) * bytes.size() <= mostXmlMoves &&
-           bytes.count("<array") + bytes.count("<dict") <= mostXmlContainers;
+    return isXml(bytes) && bytes.count('<') <= mostXmlTags && bytes.count("<key") <= mostXmlKeys &&
+           bytes.count("<array") + bytes.count("<dict") <= mostXmlContainers &&
+           qint64(bytes.count('&')) * bytes.size() <= mostXmlMoves;
 }
 
 } // namespace platform

@@ -9,7 +9,7 @@ namespace platform {
 
 namespace {
 
-constexpr qsizetype largestOutput = qsizetype{256} * 1024 * 1024; // bytes; a million long paths
+constexpr qsizetype largestOutput = qsizetype{64} * 1024 * 1024; // bytes; 250,000 long paths
 
 QString &toolFolder()
 {
@@ -43,6 +43,8 @@ void Task::setToolFolder(const QString &folder)
 
 bool Task::run()
 {
+    m_output.clear();
+    m_terminationStatus = -1;
     QProcess process;
     process.setProgram(QDir(toolFolder()).filePath(QFileInfo(m_launchPath).fileName()));
     process.setArguments(m_arguments);
@@ -52,17 +54,17 @@ bool Task::run()
     if (!process.waitForStarted(-1)) {
         return false;
     }
-    m_output.clear();
-    while (process.waitForReadyRead(-1)) {
+    while (m_output.size() <= largestOutput && process.waitForReadyRead(-1)) {
         m_output += process.readAllStandardOutput();
-        if (m_output.size() > largestOutput) {
-            process.kill();
-            break;
-        }
+    }
+    const bool isTooLong = m_output.size() > largestOutput;
+    if (isTooLong) {
+        process.kill();
     }
     process.waitForFinished(-1);
-    const bool exited = process.exitStatus() == QProcess::NormalExit;
-    m_terminationStatus = exited ? process.exitCode() : -1;
+    if (!isTooLong && process.exitStatus() == QProcess::NormalExit) {
+        m_terminationStatus = process.exitCode();
+    }
     return true;
 }
 

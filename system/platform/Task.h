@@ -18,10 +18,11 @@ public:
     void setArguments(const QStringList &arguments) { m_arguments = arguments; }
 
     /// Starts the tool, collects everything it writes while it runs, and waits for its exit. A tool
-    /// that writes more than 256 MiB is killed. Answers no when it cannot be started.
+    /// that writes more than 64 MiB is killed. Answers no when it cannot be started.
     bool run();
 
-    /// The tool's exit status; a tool that was ended by a signal has one other than 0.
+    /// The tool's exit status; one other than 0 for a tool that was ended by a signal,
+    /// or that wrote too much.
     int terminationStatus() const { return m_terminationStatus; }
 
     /// What the tool wrote to its standard output.

@@ -199,9 +199,14 @@ void TableView::showSelection()
     if (selectedRows() == m_controller->selectionIndexes()) {
         return;
     }
+    const QList<int> &rows = m_controller->selectionIndexes();
     QItemSelection selection;
-    for (const int row : m_controller->selectionIndexes()) {
-        selection.append(QItemSelectionRange(m_model->index(row, 0)));
+    for (qsizetype first = 0, next = 0; first < rows.size(); first = next) {
+        // Adjacent rows as one range: the selection model compares each with every other.
+        do {
+            ++next;
+        } while (next < rows.size() && rows[next] == rows[next - 1] + 1);
+        selection.append({m_model->index(rows[first], 0), m_model->index(rows[next - 1], 0)});
     }
     const QScopedValueRollback following(m_followsController, true);
     selectionModel()->select(selection,

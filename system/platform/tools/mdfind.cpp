@@ -36,8 +36,8 @@ bool breaksLine(std::string_view name)
            name.find("\xE2\x80\xA9") != std::string_view::npos;
 }
 
-/// The paths of the folders directly inside the folder at `path`, sorted. A path that no program
-/// could open is left out, and with it what a hostile disk nests without end.
+/// The paths of the folders directly inside the folder at `path`, sorted. Those of PATH_MAX bytes
+/// and more are left out, and with them what a hostile disk nests without end.
 std::vector<std::string> foldersIn(const Volume &volume, const std::string &path)
 {
     std::vector<std::string> folders;
