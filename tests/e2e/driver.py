@@ -235,9 +235,6 @@ class Tarnwell:
         """Waits until the applications are listed; on an empty volume that never happens."""
         return self.wait_until(self.names, "the list of applications")
 
-    def wait_for_selection(self, *names):
-        self.wait_until(lambda: set(self.selection()) == set(names), f"the selection of {names}")
-
     # What can be done.
 
     def select(self, *names):

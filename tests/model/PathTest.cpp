@@ -8,7 +8,6 @@ namespace {
 
 const QString file = QStringLiteral("/p/x.plist");
 const QString backup = QStringLiteral("/p/x.plist.bak");
-constexpr qint64 oldDate = 1'600'000'000'123;
 
 } // namespace
 
@@ -17,19 +16,28 @@ class PathTest : public QObject
     Q_OBJECT
 
 private slots:
-    void cleanup() { m_volume.clear(); }
+    void init();
     void backupPath();
     void settersAlwaysNotify();
     void withoutAPathNothingIsTouched();
-    void firstBackup();
-    void backupReplacesTheKnownOne();
+    void backups();
     void failedBackups();
-    void restoreAgainAndAgain();
-    void failedRestores();
+    void restores();
 
 private:
     TestVolume m_volume;
+    std::unique_ptr<Path> m_path;
+    NotificationLog m_log;
 };
+
+void PathTest::init()
+{
+    m_volume.clear();
+    m_path = std::make_unique<Path>();
+    m_path->setPath(file);
+    m_log.observe(*m_path, "p");
+    m_log.take();
+}
 
 void PathTest::backupPath()
 {
@@ -44,16 +52,9 @@ void PathTest::backupPath()
 
 void PathTest::settersAlwaysNotify()
 {
-    Path path;
-    NotificationLog log;
-    log.observe(path, "p");
-    path.setPath("/a");
-    path.setPath("/a");
-    path.setFound(false);
-    path.setBackedUp(false);
-    path.setBackupDate({});
-    QCOMPARE(log.take(), QStringList({"p.path=/a", "p.path=/a", "p.found=false", "p.backedUp=false",
-                                      "p.backupDate="}));
+    QCOMPARE(notificationsOfSettingAgain(*m_path),
+             QStringList(
+                 {"set.path=" + file, "set.found=false", "set.backedUp=false", "set.backupDate="}));
 }
 
 void PathTest::withoutAPathNothingIsTouched()
@@ -64,102 +65,66 @@ void PathTest::withoutAPathNothingIsTouched()
     QVERIFY(path.backedUp());
 }
 
-void PathTest::firstBackup()
+void PathTest::backups()
 {
     m_volume.write(file, "live");
-    m_volume.setDate(file, oldDate);
-    Path path;
-    path.setPath(file);
-    NotificationLog log;
-    log.observe(path, "p");
-    QCOMPARE(standardOutputOf([&] { QVERIFY(path.backUp()); }), QByteArray());
+    m_volume.setDate(file, 1'600'000'000'123);
+    const QStringList made = {"p.backedUp=true", "p.backupDate=2020-09-13T12:26:40.123"};
+    QCOMPARE(standardOutputOf([&] { QVERIFY(m_path->backUp()); }), QByteArray());
     QCOMPARE(m_volume.read(backup), "live");
-    QCOMPARE(path.backupDate().toMSecsSinceEpoch(), oldDate);
-    QCOMPARE(log.take(), QStringList({"p.backedUp=true", "p.backupDate=2020-09-13T12:26:40.123"}));
-}
+    QCOMPARE(m_log.take(), made);
 
-void PathTest::backupReplacesTheKnownOne()
-{
-    m_volume.write("/p/Folder/new", "new");
-    m_volume.write("/p/Folder.bak/old", "old");
-    Path path;
-    path.setPath("/p/Folder");
-    path.setBackedUp(true);
-    path.setBackupDate(QDateTime::currentDateTime());
-    m_volume.setDate("/p/Folder", oldDate);
-    NotificationLog log;
-    log.observe(path, "p");
-    QVERIFY(path.backUp());
-    QVERIFY(m_volume.exists("/p/Folder.bak/new") && !m_volume.exists("/p/Folder.bak/old"));
-    QCOMPARE(log.take(), QStringList({"p.backedUp=false", "p.backupDate=", "p.backedUp=true",
-                                      "p.backupDate=2020-09-13T12:26:40.123"}));
+    m_volume.write(backup, "old"); // which is known, and replaced
+    QVERIFY(m_path->backUp());
+    QCOMPARE(m_volume.read(backup), "live");
+    QCOMPARE(m_log.take(), QStringList({"p.backedUp=false", "p.backupDate="}) + made);
 }
 
 void PathTest::failedBackups()
 {
-    Path path;
-    path.setPath(file);
-    NotificationLog log;
-    log.observe(path, "p");
-
     // The live item is missing: one line on standard output, and the old backup is gone by then.
     m_volume.write(backup, "old");
-    path.setBackedUp(true);
-    log.take();
-    const QByteArray missing = standardOutputOf([&] { QVERIFY(!path.backUp()); });
+    m_path->setBackedUp(true);
+    m_log.take();
+    const QByteArray missing = standardOutputOf([&] { QVERIFY(!m_path->backUp()); });
     QCOMPARE(missing.count('\n'), 1);
     QVERIFY(missing.contains("x.plist") && missing.endsWith('\n'));
-    QCOMPARE(log.take(), QStringList({"p.backedUp=false", "p.backupDate="}));
+    QCOMPARE(m_log.take(), QStringList({"p.backedUp=false", "p.backupDate="}));
     QVERIFY(!m_volume.exists(backup));
 
     // A backup that nobody knew of is not replaced.
     m_volume.write(file, "live");
     m_volume.write(backup, "stale");
-    const QByteArray occupied = standardOutputOf([&] { QVERIFY(!path.backUp()); });
+    const QByteArray occupied = standardOutputOf([&] { QVERIFY(!m_path->backUp()); });
     QCOMPARE(occupied.count('\n'), 1);
     QCOMPARE(m_volume.read(backup), "stale");
-    QCOMPARE(log.take(), QStringList());
 
     // A backup that is gone cannot be removed: nothing is printed, copied or changed.
     QFile::remove(m_volume.host(backup));
-    path.setBackedUp(true);
-    log.take();
-    QCOMPARE(standardOutputOf([&] { QVERIFY(!path.backUp()); }), QByteArray());
-    QVERIFY(path.backedUp() && !m_volume.exists(backup));
-    QCOMPARE(log.take(), QStringList());
+    m_path->setBackedUp(true);
+    QCOMPARE(standardOutputOf([&] { QVERIFY(!m_path->backUp()); }), QByteArray());
+    QVERIFY(m_path->backedUp() && !m_volume.exists(backup));
+    QCOMPARE(m_log.take(), QStringList({"p.backedUp=true"})); // as set above
 }
 
-void PathTest::restoreAgainAndAgain()
+void PathTest::restores()
 {
-    m_volume.write("/p/Folder.bak/kept", "kept");
-    Path path;
-    path.setPath("/p/Folder");
-    NotificationLog log;
-    log.observe(path, "p");
-    for (const QString added : {"/p/Folder/first", "/p/Folder/second"}) {
-        m_volume.write(added, "x");
-        QVERIFY(path.restore());
-        QCOMPARE(m_volume.read("/p/Folder/kept"), "kept");
-        QVERIFY(!m_volume.exists(added) && m_volume.exists("/p/Folder.bak/kept"));
-    }
-    QCOMPARE(log.take(), QStringList());
-}
-
-void PathTest::failedRestores()
-{
-    Path path;
-    path.setPath(file);
-    path.setFound(true);
-    path.setBackedUp(true);
+    m_path->setFound(true);
+    m_path->setBackedUp(true);
+    m_log.take();
 
     m_volume.write(backup, "backup");
-    QCOMPARE(standardOutputOf([&] { QVERIFY(!path.restore()); }), QByteArray());
-    QVERIFY(!m_volume.exists(file) && m_volume.exists(backup));
+    QCOMPARE(standardOutputOf([&] { QVERIFY(!m_path->restore()); }), QByteArray());
+    QVERIFY(!m_volume.exists(file));
+
+    m_volume.write(file, "live");
+    QVERIFY(m_path->restore());
+    QCOMPARE(m_volume.read(file) + m_volume.read(backup), "backupbackup");
 
     QFile::remove(m_volume.host(backup));
-    m_volume.write(file, "live");
-    QCOMPARE(standardOutputOf([&] { QVERIFY(!path.restore()); }).count('\n'), 1);
-    QVERIFY(path.found() && path.backedUp());
+    QCOMPARE(standardOutputOf([&] { QVERIFY(!m_path->restore()); }).count('\n'), 1);
+    QVERIFY(m_path->found() && m_path->backedUp());
+    QCOMPARE(m_log.take(), QStringList());
 }
 
 QTEST_GUILESS_MAIN(PathTest)

@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -68,14 +69,8 @@ void TestVolume::writeBundle(const QString &path, const QMap<QString, QString> &
 void TestVolume::clear() const
 {
     // What is in it, not the folder itself: that one is held open.
-    const QDir root(host(QString()));
-    for (const QFileInfo &item : root.entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System |
-                                                    QDir::NoDotAndDotDot)) {
-        if (item.isDir() && !item.isSymLink()) {
-            QDir(item.filePath()).removeRecursively();
-        } else {
-            QFile::remove(item.filePath());
-        }
+    for (const auto &item : std::filesystem::directory_iterator(host({}).toStdString())) {
+        std::filesystem::remove_all(item);
     }
 }
 

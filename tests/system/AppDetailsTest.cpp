@@ -23,26 +23,20 @@ private slots:
     void cleanup() { m_volume.clear(); }
     void candidates();
     void candidatesStayInTheLibrary();
-    void theFirstCandidateThatCountsWins();
     void notificationOrder();
     void nothingFound();
-    void backups();
-    void inspectedOnce();
-    void versions_data();
+    void sizeOfTheBundle();
     void versions();
 
 private:
-    std::unique_ptr<App> app(QMap<QString, QString> info = {{"CFBundleIdentifier", identifier}})
+    std::unique_ptr<App> app(const QMap<QString, QString> &info)
     {
         m_volume.writeBundle("/Applications/N.app", info);
         return std::make_unique<App>("Note Pad", "/Applications/N.app",
                                      platform::Bundle::bundleWithPath("/Applications/N.app"));
     }
     /// Writes a file of the user's library, whose folder has another case on the disk.
-    void writeHome(QString path, const QByteArray &bytes = "x")
-    {
-        m_volume.write(path.replace("/users/", "/Users/"), bytes);
-    }
+    void writeHome(QString path) { m_volume.write(path.replace("/users/", "/Users/"), "x"); }
 
     TestVolume m_volume;
 };
@@ -85,34 +79,6 @@ void AppDetailsTest::candidatesStayInTheLibrary()
     QCOMPARE(LocationCandidates("..N", {}).data().size(), 1);
 }
 
-void AppDetailsTest::theFirstCandidateThatCountsWins()
-{
-    const auto record = app();
-    const LocationCandidates candidates("Note Pad", identifier);
-    // From the last candidate to the first, each wins over all that were there before.
-    const QStringList data = candidates.data();
-    for (auto folder = data.rbegin(); folder != data.rend(); ++folder) {
-        // Neither a file nor an empty folder counts.
-        writeHome(*folder);
-        record->loadDetails();
-        QVERIFY(record->data()->path() != *folder);
-        QFile::remove(m_volume.host(*folder).replace("/users/", "/Users/"));
-        QDir().mkpath(m_volume.host(*folder).replace("/users/", "/Users/"));
-        record->loadDetails();
-        QVERIFY(record->data()->path() != *folder);
-        writeHome(*folder + "/settings");
-        record->loadDetails();
-        QCOMPARE(record->data()->path(), *folder);
-        QVERIFY(record->data()->found());
-    }
-    const QStringList prefs = candidates.prefs();
-    for (auto file = prefs.rbegin(); file != prefs.rend(); ++file) {
-        writeHome(*file);
-        record->loadDetails();
-        QCOMPARE(record->prefs()->path(), *file);
-    }
-}
-
 void AppDetailsTest::notificationOrder()
 {
     const QString file = library + "Preferences/vnd.sample.Note-Pad.plist";
@@ -120,7 +86,9 @@ void AppDetailsTest::notificationOrder()
     writeHome(file);
     writeHome(file + ".bak");
     writeHome(folder + "/x");
+    writeHome(folder + ".bak/x");
     m_volume.setDate("/Users/anna/Library/Preferences/vnd.sample.Note-Pad.plist.bak", 0);
+    m_volume.setDate("/Users/anna/Library/Application Support/Note Pad.bak", 1000);
     const auto record =
         app({{"CFBundleIdentifier", identifier}, {"CFBundleShortVersionString", "1"}});
     NotificationLog log;
@@ -132,7 +100,8 @@ void AppDetailsTest::notificationOrder()
                                "data.backedUp=false", "data.backupDate="};
     const QStringList found = {"prefs.found=true",    "prefs.path=" + file,
                                "prefs.backedUp=true", "prefs.backupDate=1970-01-01T00:00:00.000",
-                               "data.found=true",     "data.path=" + folder};
+                               "data.found=true",     "data.path=" + folder,
+                               "data.backedUp=true",  "data.backupDate=1970-01-01T00:00:01.000"};
     record->loadDetails();
     const QStringList entries = log.take();
     QCOMPARE(entries.mid(0, 9), reset + QStringList{"app.appIcon="});
@@ -146,9 +115,11 @@ void AppDetailsTest::notificationOrder()
 
 void AppDetailsTest::nothingFound()
 {
-    const auto record = app();
+    const auto record = app({{"CFBundleIdentifier", identifier}});
     writeHome(library + "Preferences/vnd.sample.Note-Pad.plist.bak");
     writeHome(library + "Application Support/Note Pad.bak/x");
+    writeHome(container + "Application Support/Note Pad"); // a file is no data folder
+    QDir().mkpath(m_volume.host("/Users/anna/Library/Application Support/Note Pad")); // empty
     record->loadDetails();
     for (const Path *location : {record->prefs(), record->data()}) {
         QVERIFY(location->path().isNull() && !location->found() && !location->backedUp());
@@ -156,68 +127,41 @@ void AppDetailsTest::nothingFound()
     }
 }
 
-void AppDetailsTest::backups()
+void AppDetailsTest::sizeOfTheBundle()
 {
-    const auto record = app();
-    writeHome(library + "Preferences/vnd.sample.Note-Pad.plist");
-    writeHome(library + "Application Support/Note Pad/x");
-    record->loadDetails();
-    QVERIFY(record->prefs()->backUp() && record->data()->backUp());
-    const QList<QDateTime> dates = {record->prefs()->backupDate(), record->data()->backupDate()};
-    record->loadDetails();
-    QCOMPARE(QList({record->prefs()->backupDate(), record->data()->backupDate()}), dates);
-    QVERIFY(record->prefs()->backedUp() && record->data()->backedUp() && dates[0].isValid());
-}
-
-void AppDetailsTest::inspectedOnce()
-{
-    const auto record = app({{"CFBundleShortVersionString", "1"}});
+    const auto record = app({});
     m_volume.write("/Applications/N.app/Contents/big", QByteArray(1'500'000, 'x'));
     m_volume.write("/Applications/N.app/Contents/Deep/er/small", QByteArray(250'000, 'x'));
     record->loadDetails();
     QVERIFY(!record->appIcon().isNull());
     QVERIFY(*record->size() > 1.75f && *record->size() < 1.80f); // folders count with their own
-    const auto size = record->size();
-
-    QFile::remove(m_volume.host("/Applications/N.app/Contents/big"));
-    record->loadDetails();
-    QCOMPARE(record->size(), size);
-    QCOMPARE(record->version(), "1");
 
     App missing("M", "/missing.app", record->bundle());
     missing.loadDetails();
     QCOMPARE(missing.size(), std::optional(0.0f));
 }
 
-void AppDetailsTest::versions_data()
-{
-    QTest::addColumn<QByteArray>("info");
-    QTest::addColumn<QString>("version");
-    const auto versions = [](const char *shortVersion, const char *build) {
-        return QByteArray("<key>CFBundleShortVersionString</key>") + shortVersion +
-               "<key>CFBundleVersion</key>" + build;
-    };
-    QTest::newRow("both") << versions("<string>2.1</string>", "<string>340</string>")
-                          << "2.1 (340)";
-    QTest::newRow("equal") << versions("<string>2.1</string>", "<string>2.1</string>") << "2.1";
-    QTest::newRow("blank") << versions("<string>2.1</string>", "<string> \n\t</string>") << "2.1";
-    QTest::newRow("blank kept") << versions("<string>2.1</string>", "<string> 7</string>")
-                                << "2.1 ( 7)";
-    QTest::newRow("number") << versions("<string>2.1</string>", "<integer>7</integer>") << "2.1";
-    QTest::newRow("no short one") << versions("<integer>2</integer>", "<string>7</string>")
-                                  << QString();
-    QTest::newRow("empty short one")
-        << versions("<string></string>", "<string>7</string>") << " (7)";
-    QTest::newRow("nothing") << QByteArray() << QString();
-}
-
 void AppDetailsTest::versions()
 {
-    QFETCH(QByteArray, info);
-    m_volume.write("/N.app/Info.plist", "<plist><dict>" + info + "</dict></plist>");
-    App record("N", "/N.app", platform::Bundle::bundleWithPath("/N.app"));
-    record.loadDetails();
-    QTEST(record.version(), "version");
+    // The values of the short version and of the build, and what is shown.
+    const std::tuple<QByteArray, QByteArray, QString> versions[] = {
+        {"<string>2.1</string>", "<string>340</string>", "2.1 (340)"},
+        {"<string>2.1</string>", "<string>2.1</string>", "2.1"},
+        {"<string>2.1</string>", "<string> \n\t</string>", "2.1"},
+        {"<string>2.1</string>", "<string> 7</string>", "2.1 ( 7)"},
+        {"<string>2.1</string>", "<integer>7</integer>", "2.1"},
+        {"<integer>2</integer>", "<string>7</string>", {}},
+        {"<string></string>", "<string>7</string>", " (7)"},
+        {"<true/>", "<true/>", {}}};
+    for (const auto &[shortVersion, build, shown] : versions) {
+        m_volume.write("/N.app/Info.plist", "<plist><dict><key>CFBundleShortVersionString</key>" +
+                                                shortVersion + "<key>CFBundleVersion</key>" +
+                                                build + "</dict></plist>");
+        App record("N", "/N.app", platform::Bundle::bundleWithPath("/N.app"));
+        record.loadDetails();
+        QCOMPARE(record.version(), shown);
+        QCOMPARE(record.version().isNull(), shown.isNull());
+    }
 }
 
 QTEST_MAIN(AppDetailsTest)

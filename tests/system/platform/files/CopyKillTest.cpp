@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <sys/wait.h>
 
 /// Copies and removals that are killed at any moment.
@@ -21,10 +22,10 @@ private:
     using Microseconds = std::chrono::microseconds;
 
     Microseconds timeOf(const std::function<bool()> &work);
-    bool copyTree() const;
-    bool removeCopy() const;
+    bool copyTree() const { return m_scratch.copy("tree", "copy").isEmpty(); }
+    bool removeCopy() const { return m_scratch.remove("copy").isEmpty(); }
     static void killWithin(Microseconds duration, const std::function<bool()> &work);
-    std::string unexpectedNames() const;
+    QStringList unexpectedNames() const;
 
     ScratchFolder m_scratch{ScratchFolder::Medium::Memory};
     Snapshot m_tree;
@@ -36,8 +37,9 @@ void CopyKillTest::initTestCase()
     // Several names in different folders, so that there are links under way, too.
     for (int i = 0; i < 4000; i += 40) {
         const std::string name = std::to_string(i);
-        ::link(m_scratch.path("tree/" + std::to_string(i / 50) + '/' + name).c_str(),
-               m_scratch.path("tree/linked" + name).c_str());
+        std::filesystem::create_hard_link(
+            m_scratch.path("tree/" + std::to_string(i / 50) + '/' + name),
+            m_scratch.path("tree/linked" + name));
     }
     m_tree = snapshot(m_scratch.path("tree"));
     QCOMPARE(m_tree.size(), 4181U);
@@ -51,18 +53,6 @@ CopyKillTest::Microseconds CopyKillTest::timeOf(const std::function<bool()> &wor
     return isDone ? std::chrono::duration_cast<Microseconds>(duration) : Microseconds(0);
 }
 
-bool CopyKillTest::copyTree() const
-{
-    std::string error;
-    return m_scratch.files().copy(m_scratch.path("tree"), m_scratch.path("copy"), error);
-}
-
-bool CopyKillTest::removeCopy() const
-{
-    std::string error;
-    return m_scratch.files().remove(m_scratch.path("copy"), error);
-}
-
 void CopyKillTest::killWithin(Microseconds duration, const std::function<bool()> &work)
 {
     const int process = start(work);
@@ -72,16 +62,14 @@ void CopyKillTest::killWithin(Microseconds duration, const std::function<bool()>
 }
 
 // Names beside the tree and the copy other than those of hidden, private folders.
-std::string CopyKillTest::unexpectedNames() const
+QStringList CopyKillTest::unexpectedNames() const
 {
-    std::string names;
-    for (const std::string &name : m_scratch.names()) {
-        const auto attributes = m_scratch.files().attributes(m_scratch.path(name));
-        const bool isExpected =
-            name == "tree" || name == "copy" ||
-            (name.starts_with(".tarnwell-") && (attributes->mode & 0777U) == 0700U);
-        names += isExpected ? "" : name + ' ';
-    }
+    QStringList names = m_scratch.names();
+    names.removeIf([this](const QString &name) {
+        const auto attributes = m_scratch.files().attributes(m_scratch.path(name.toStdString()));
+        return name == "tree" || name == "copy" ||
+               (name.startsWith(".tarnwell-") && (attributes->mode & 0777U) == 0700U);
+    });
     return names;
 }
 
@@ -95,23 +83,21 @@ void CopyKillTest::copies()
     int leftovers = 0;
     for (int round = 0; round < rounds; ++round) {
         killWithin(duration * 11 / 10, [this] { return copyTree(); });
-        QCOMPARE(unexpectedNames(), std::string());
-        leftovers += m_scratch.names().front().starts_with(".tarnwell-") ? 1 : 0;
+        QCOMPARE(unexpectedNames(), QStringList());
+        leftovers += m_scratch.names().front().startsWith(".tarnwell-") ? 1 : 0;
         if (isThere(m_scratch.path("copy"))) {
             ++complete;
             QCOMPARE(difference(m_tree, snapshot(m_scratch.path("copy"))), QString());
-            QCOMPARE(m_scratch.names(), std::vector<std::string>({"copy", "tree"}));
+            QCOMPARE(m_scratch.names(), QStringList({"copy", "tree"}));
             QVERIFY(removeCopy());
         }
     }
     qInfo("%d of %d were complete, %d left something that was cleared", complete, rounds,
           leftovers);
     QVERIFY(leftovers > 0);
-    QVERIFY(copyTree());
-    QCOMPARE(m_scratch.names(), std::vector<std::string>({"copy", "tree"}));
-    QCOMPARE(difference(m_tree, snapshot(m_scratch.path("copy"))), QString());
+    QVERIFY(copyTree() && removeCopy());
+    QCOMPARE(m_scratch.names(), QStringList({"tree"}));
     QCOMPARE(difference(m_tree, snapshot(m_scratch.path("tree"))), QString());
-    QVERIFY(removeCopy());
 }
 
 void CopyKillTest::removals()
@@ -134,7 +120,7 @@ void CopyKillTest::removals()
     qInfo("%d of %d were not begun", whole, rounds);
     QVERIFY(isThere(m_scratch.path("copy")) || copyTree());
     QVERIFY(removeCopy());
-    QCOMPARE(m_scratch.names(), std::vector<std::string>({"tree"}));
+    QCOMPARE(m_scratch.names(), QStringList({"tree"}));
 }
 
 QTEST_GUILESS_MAIN(CopyKillTest)

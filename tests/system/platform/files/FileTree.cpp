@@ -1,6 +1,7 @@
 #include "tests/system/platform/files/FileTree.h"
 
 #include <QCryptographicHash>
+#include <QFile>
 #include <QProcess>
 
 #include <dirent.h>
@@ -14,6 +15,8 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 namespace {
 
@@ -24,12 +27,12 @@ std::string time(const timespec &value)
     return std::to_string(value.tv_sec) + '.' + std::to_string(value.tv_nsec);
 }
 
-std::string contentOf(int file)
+std::string contentOf(int descriptor)
 {
+    QFile file;
     QCryptographicHash hash(QCryptographicHash::Sha1);
-    std::array<char, 65536> buffer;
-    for (ssize_t count = 0; (count = ::read(file, buffer.data(), buffer.size())) > 0;) {
-        hash.addData(QByteArrayView(buffer.data(), count));
+    if (!file.open(descriptor, QIODevice::ReadOnly) || !hash.addData(&file)) {
+        return "unreadable";
     }
     return hash.result().toHex().toStdString();
 }
@@ -105,6 +108,11 @@ void setOldDates(const std::string &path)
     }
 }
 
+QString errorOf(bool isDone, const std::string &error)
+{
+    return isDone ? QString() : error.empty() ? "no error" : QString::fromStdString(error);
+}
+
 } // namespace
 
 ScratchFolder::ScratchFolder(Medium medium)
@@ -115,7 +123,7 @@ ScratchFolder::ScratchFolder(Medium medium)
                                                                                       : "/tmp";
     pattern += "/tarnwell-test-XXXXXX";
     m_path = ::mkdtemp(pattern.data());
-    ::chmod(m_path.c_str(), 0755);
+    ::chmod(m_path.c_str(), 0777);
 }
 
 ScratchFolder::~ScratchFolder()
@@ -124,12 +132,27 @@ ScratchFolder::~ScratchFolder()
     QProcess::execute("rm", {"-rf", "--one-file-system", QString::fromStdString(m_path)});
 }
 
-std::vector<std::string> ScratchFolder::names(const std::string &folder) const
+QStringList ScratchFolder::names(const std::string &folder) const
 {
-    std::vector<std::string> names =
-        m_files.contents(path(folder)).value_or(std::vector<std::string>());
-    std::sort(names.begin(), names.end());
+    QStringList names;
+    for (const std::string &name :
+         m_files.contents(path(folder)).value_or(std::vector<std::string>())) {
+        names.append(QString::fromStdString(name));
+    }
+    names.sort();
     return names;
+}
+
+QString ScratchFolder::copy(const std::string &source, const std::string &destination) const
+{
+    std::string error;
+    return errorOf(m_files.copy(path(source), path(destination), error), error);
+}
+
+QString ScratchFolder::remove(const std::string &name) const
+{
+    std::string error;
+    return errorOf(m_files.remove(path(name), error), error);
 }
 
 MountedFolder::MountedFolder(std::string path, const std::string &options) : m_path(std::move(path))
@@ -164,10 +187,21 @@ void writeFile(const std::string &path, const std::string &bytes)
     }
 }
 
+void makeLink(const std::string &target, const std::string &path)
+{
+    std::filesystem::create_symlink(target, path);
+}
+
+void setOwner(const std::string &path, unsigned int user, unsigned int group)
+{
+    if (::lchown(path.c_str(), user, group) != 0) {
+        qFatal("Cannot change the owner of %s", path.c_str());
+    }
+}
+
 bool isThere(const std::string &path)
 {
-    struct stat status = {};
-    return ::lstat(path.c_str(), &status) == 0;
+    return std::filesystem::exists(std::filesystem::symlink_status(path));
 }
 
 void makeOddTree(const std::string &path)
@@ -187,30 +221,32 @@ void makeOddTree(const std::string &path)
     ::chmod((path + "/secret").c_str(), 0400);
     writeFile(path + "/program", "#!");
     ::chmod((path + "/program").c_str(), 06755);
-    ::symlink("program", (path + "/link").c_str());
-    ::symlink("/nowhere/at all", (path + "/dangling").c_str());
+    makeLink("program", path + "/link");
+    makeLink("/nowhere/at all", path + "/dangling");
+    makeLink("empty", path + "/link to a folder");
     ::mkfifo((path + "/pipe").c_str(), 0620);
-    ::link((path + "/pipe").c_str(), (path + "/empty/pipe too").c_str());
+    ::mknod((path + "/socket").c_str(), S_IFSOCK | 0640, 0);
+    std::filesystem::create_hard_link(path + "/pipe", path + "/empty/pipe too");
     if (::geteuid() == 0) {
         ::mknod((path + "/device").c_str(), S_IFCHR | 0600, makedev(1, 3));
-        ::lchown((path + "/link").c_str(), 1234, 5678);
-        ::chown((path + "/with space").c_str(), 1234, 5678);
-        ::chown((path + "/program").c_str(), 1234, 0);
+        setOwner(path + "/link", 1234, 5678);
+        setOwner(path + "/with space", 1234, 5678);
+        setOwner(path + "/program", 1234, 0);
         ::chmod((path + "/program").c_str(), 06755);
     }
 
     const std::string sparse = path + "/sparse";
     writeFile(sparse, "start");
-    ::truncate(sparse.c_str(), 64 << 20);
-    const platform::FileDescriptor file(::open(sparse.c_str(), O_WRONLY));
-    ::pwrite(file.get(), "middle", 6, 30 << 20);
+    std::filesystem::resize_file(sparse, 30 << 20);
+    std::ofstream(sparse, std::ios::app) << "middle";
+    std::filesystem::resize_file(sparse, 64 << 20);
 
     // Folders that may not be written, with linked items and attributes in them.
     makeFolder(path + "/closed");
     makeFolder(path + "/closed/inner");
     writeFile(path + "/closed/inner/one", "linked");
-    ::link((path + "/closed/inner/one").c_str(), (path + "/another").c_str());
-    ::link((path + "/closed/inner/one").c_str(), (path + "/third").c_str());
+    std::filesystem::create_hard_link(path + "/closed/inner/one", path + "/another");
+    std::filesystem::create_hard_link(path + "/closed/inner/one", path + "/third");
     ::setxattr((path + "/another").c_str(), "user.color", "green", 5, 0);
     ::setxattr((path + "/closed/inner").c_str(), "user.tag", "\0\1", 2, 0);
     const QString host = QString::fromStdString(path);
@@ -269,14 +305,10 @@ QString difference(const Snapshot &expected, const Snapshot &actual)
     return {};
 }
 
-int start(const std::function<bool()> &work, bool isOrdinary)
+int start(const std::function<bool()> &work)
 {
     const int process = ::fork();
     if (process == 0) {
-        if (isOrdinary && ::geteuid() == 0 &&
-            (::setgid(ordinaryUser) != 0 || ::setuid(ordinaryUser) != 0)) {
-            ::_exit(EXIT_FAILURE);
-        }
         ::_exit(work() ? EXIT_SUCCESS : EXIT_FAILURE);
     }
     return process;
@@ -287,4 +319,13 @@ bool waitFor(int process)
     int status = 0;
     return ::waitpid(process, &status, 0) == process && WIFEXITED(status) &&
            WEXITSTATUS(status) == EXIT_SUCCESS;
+}
+
+bool isDoneByOrdinaryUser(const std::function<bool()> &work)
+{
+    return waitFor(start([&work] {
+        const bool isOrdinary =
+            ::geteuid() != 0 || (::setgid(ordinaryUser) == 0 && ::setuid(ordinaryUser) == 0);
+        return isOrdinary && work();
+    }));
 }

@@ -2,14 +2,14 @@
 
 #include "system/platform/files/FileService.h"
 
-#include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <map>
 #include <string>
-#include <vector>
 
-/// A temporary folder of the host that is a volume, too: paths in it are the same on both.
+/// A temporary folder of the host that is a volume, too: paths in it are the same on both. Every
+/// user may write in it.
 class ScratchFolder
 {
 public:
@@ -29,7 +29,11 @@ public:
     const platform::FileService &files() const { return m_files; }
 
     /// The names of the direct entries, sorted.
-    std::vector<std::string> names(const std::string &folder = ".") const;
+    QStringList names(const std::string &folder = ".") const;
+
+    /// Copies an item of this folder into it, or removes one; the error, or nothing.
+    QString copy(const std::string &source, const std::string &destination) const;
+    QString remove(const std::string &name) const;
 
 private:
     std::string m_path;
@@ -56,6 +60,8 @@ private:
 
 void makeFolder(const std::string &path, unsigned int mode = 0755);
 void writeFile(const std::string &path, const std::string &bytes);
+void makeLink(const std::string &target, const std::string &path);
+void setOwner(const std::string &path, unsigned int user, unsigned int group);
 bool isThere(const std::string &path);
 
 /// A folder with items of every kind, names of every sort, and old dates on all of them.
@@ -73,7 +79,9 @@ Snapshot snapshot(const std::string &path);
 /// The first difference of two snapshots, or nothing.
 QString difference(const Snapshot &expected, const Snapshot &actual);
 
-/// Runs `work` in another process, as an ordinary user if `isOrdinary` and this one is not.
-/// Its process id; waitFor() tells whether `work` returned true.
-int start(const std::function<bool()> &work, bool isOrdinary = false);
+/// Runs `work` in another process. Its process id; waitFor() tells whether `work` returned true.
+int start(const std::function<bool()> &work);
 bool waitFor(int process);
+
+/// Runs `work` in another process of an ordinary user; whether it returned true.
+bool isDoneByOrdinaryUser(const std::function<bool()> &work);

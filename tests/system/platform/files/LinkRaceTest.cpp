@@ -15,14 +15,13 @@
 #include <latch>
 #include <thread>
 
-/// Links that lead out of the volume, at rest and exchanged with other items at any moment.
+/// Links that lead out of the volume, exchanged with other items at any moment.
 class LinkRaceTest : public QObject
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void locationIsLink();
     void exchanged_data();
     void exchanged();
 
@@ -91,28 +90,6 @@ bool LinkRaceTest::holdsSecret() const
         return item.path().filename() == "secret" ||
                (!item.is_symlink() && item.is_regular_file() && item.file_size() == secretSize);
     });
-}
-
-void LinkRaceTest::locationIsLink()
-{
-    renewTree();
-    snapshot(host(""));
-    const Snapshot tree = snapshot(host("place/tree"));
-    for (const std::string &target :
-         {std::string("tree/file"), std::string("/place/tree"), std::string("none"),
-          std::string("../../outside/secret"), m_scratch.path("outside/tree")}) {
-        std::filesystem::create_symlink(target, host("place/link"));
-        snapshot(host("place/link"));
-        const Snapshot link = snapshot(host("place/link"));
-        std::string error;
-        QVERIFY2(m_files.copy("/place/link/", "/backup/link", error), error.c_str());
-        QVERIFY2(m_files.remove("/place/link/", error), error.c_str());
-        QVERIFY(!isThere(host("place/link")));
-        QCOMPARE(difference(link, snapshot(host("backup/link"))), QString());
-        QCOMPARE(difference(tree, snapshot(host("place/tree"))), QString());
-        QVERIFY2(m_files.remove("/backup/link", error), error.c_str());
-    }
-    QCOMPARE(difference(m_outside, snapshot(m_scratch.path("outside"))), QString());
 }
 
 void LinkRaceTest::exchanged_data()
