@@ -20,7 +20,7 @@ int main(int argc, char *argv[])
 {
     const QApplication application(argc, argv);
     BareWindow window;
-    window.resize(1020, 600);
+    window.resize(1080, 600);
     window.show();
     return QApplication::exec();
 }
