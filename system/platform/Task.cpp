@@ -1,9 +1,18 @@
 #include "system/platform/Task.h"
 
+#include "system/platform/files/FileDescriptor.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QProcess>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
 
 namespace platform {
 
@@ -34,6 +43,23 @@ bool isNewline(QChar character)
     }
 }
 
+/// Reads a pipe until nobody can write to it any more; false when that was too much or failed.
+bool readToEnd(int pipe, QByteArray &bytes)
+{
+    std::array<char, 64UL * 1024> buffer; // bytes; as much as a pipe holds
+    while (bytes.size() <= largestOutput) {
+        const ssize_t length = ::read(pipe, buffer.data(), buffer.size());
+        if (length == 0) {
+            return true;
+        }
+        if (length < 0 && errno != EINTR) {
+            return false;
+        }
+        bytes.append(buffer.data(), std::max<ssize_t>(length, 0));
+    }
+    return false;
+}
+
 } // namespace
 
 void Task::setToolFolder(const QString &folder)
@@ -45,24 +71,32 @@ bool Task::run()
 {
     m_output.clear();
     m_terminationStatus = -1;
+    // A pipe of our own, read to its end: what QProcess reads it gives up when the tool has exited,
+    // with what may still be on the way.
+    std::array<int, 2> ends = {-1, -1};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        return false;
+    }
+    const FileDescriptor output(ends[0]);
+    FileDescriptor input(ends[1]);
+
     QProcess process;
     process.setProgram(QDir(toolFolder()).filePath(QFileInfo(m_launchPath).fileName()));
     process.setArguments(m_arguments);
     process.setInputChannelMode(QProcess::ForwardedInputChannel);
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(QIODevice::ReadOnly);
+    process.setProcessChannelMode(QProcess::ForwardedChannels);
+    process.setChildProcessModifier([&input] { ::dup2(input.get(), STDOUT_FILENO); });
+    process.start(QIODevice::NotOpen);
     if (!process.waitForStarted(-1)) {
         return false;
     }
-    while (m_output.size() <= largestOutput && process.waitForReadyRead(-1)) {
-        m_output += process.readAllStandardOutput();
-    }
-    const bool isTooLong = m_output.size() > largestOutput;
-    if (isTooLong) {
+    input.reset();
+    const bool isWhole = readToEnd(output.get(), m_output);
+    if (!isWhole) {
         process.kill();
     }
     process.waitForFinished(-1);
-    if (!isTooLong && process.exitStatus() == QProcess::NormalExit) {
+    if (isWhole && process.exitStatus() == QProcess::NormalExit) {
         m_terminationStatus = process.exitCode();
     }
     return true;

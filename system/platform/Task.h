@@ -17,8 +17,9 @@ public:
     void setLaunchPath(const QString &path) { m_launchPath = path; }
     void setArguments(const QStringList &arguments) { m_arguments = arguments; }
 
-    /// Starts the tool, collects everything it writes while it runs, and waits for its exit. A tool
-    /// that writes more than 64 MiB is killed. Answers no when it cannot be started.
+    /// Starts the tool, collects everything it writes up to the end of file while it runs, and
+    /// waits for its exit. A tool that writes more than 64 MiB is killed. Answers no when it cannot
+    /// be started.
     bool run();
 
     /// The tool's exit status; one other than 0 for a tool that was ended by a signal,
