@@ -152,7 +152,7 @@ private:
 /// Newer versions of the library read other formats too, which nothing here bounds.
 bool isXml(const QByteArray &bytes)
 {
-    const auto start = std::find_if_not(bytes.begin(), bytes.end(), [](char character) {
+    const auto *const start = std::find_if_not(bytes.begin(), bytes.end(), [](char character) {
         return QByteArrayView(" \t\r\n").contains(character);
     });
     return start != bytes.end() && *start == '<';
