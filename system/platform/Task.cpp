@@ -86,7 +86,7 @@ bool Task::run()
     process.setInputChannelMode(QProcess::ForwardedInputChannel);
     process.setProcessChannelMode(QProcess::ForwardedChannels);
     process.setChildProcessModifier([&input] { ::dup2(input.get(), STDOUT_FILENO); });
-    process.start(QIODevice::NotOpen);
+    process.start(QIODevice::ReadOnly);
     if (!process.waitForStarted(-1)) {
         return false;
     }
