@@ -152,9 +152,10 @@ void LinkRaceTest::exchanged()
     }
     QCOMPARE(difference(m_outside, snapshot(m_scratch.path("outside"))), QString());
     qInfo("%d exchanges, %d copies, %d removals", exchanges.load(), copies, removals);
-    // On a single processor those that are hidden may have come and gone between two turns.
-    QVERIFY(exchanges > 0 || item.find("/.") != std::string::npos);
-    QVERIFY(removals > 0 && (copies > 0 || isClosed));
+    // How what is hidden fares, whether it is met at all and whether it comes through, depends on
+    // the processors.
+    const bool isHidden = item.find("/.") != std::string::npos;
+    QVERIFY(isHidden || (exchanges > 0 && copies > 0 && removals > 0));
 }
 
 QTEST_GUILESS_MAIN(LinkRaceTest)
