@@ -7,7 +7,7 @@ namespace platform {
 
 namespace {
 
-constexpr std::size_t maximumOpen = 64;
+constexpr std::size_t maximumOpen = 16; // a process may be allowed few, and has two chains
 
 } // namespace
 

@@ -18,7 +18,6 @@ public:
     explicit FolderChain(int base) : m_base(base) {}
 
     int current() const;
-    bool isAtBase() const { return m_links.empty(); }
 
     /// Makes a subfolder of the current folder the current one.
     void push(FileDescriptor folder);
