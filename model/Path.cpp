@@ -6,19 +6,35 @@
 
 using platform::Error;
 using platform::FileManager;
+using platform::LocationLock;
 
 namespace {
+
+void print(const Error &error)
+{
+    const QByteArray line = error.localizedDescription.toUtf8() + '\n';
+    std::fwrite(line.constData(), 1, size_t(line.size()), stdout);
+    std::fflush(stdout);
+}
+
+bool lockOrPrintError(const QString &path, LocationLock &lock)
+{
+    Error error;
+    const bool isLocked = FileManager::defaultManager().lockItemAtPath(path, lock, &error);
+    if (!isLocked) {
+        print(error);
+    }
+    return isLocked;
+}
 
 bool copyOrPrintError(const QString &source, const QString &destination)
 {
     Error error;
-    if (FileManager::defaultManager().copyItemAtPath(source, destination, &error)) {
-        return true;
+    const bool isCopied = FileManager::defaultManager().copyItemAtPath(source, destination, &error);
+    if (!isCopied) {
+        print(error);
     }
-    const QByteArray line = error.localizedDescription.toUtf8() + '\n';
-    std::fwrite(line.constData(), 1, size_t(line.size()), stdout);
-    std::fflush(stdout);
-    return false;
+    return isCopied;
 }
 
 } // namespace
@@ -54,7 +70,8 @@ QString Path::pathBak() const
 
 bool Path::backUp()
 {
-    if (m_path.isNull()) {
+    LocationLock lock; // from the removal to the end of the copy
+    if (m_path.isNull() || !lockOrPrintError(m_path, lock)) {
         return false;
     }
     const FileManager &fileManager = FileManager::defaultManager();
@@ -75,7 +92,8 @@ bool Path::backUp()
 
 bool Path::restore()
 {
-    if (m_path.isNull()) {
+    LocationLock lock;
+    if (m_path.isNull() || !lockOrPrintError(m_path, lock)) {
         return false;
     }
     if (!FileManager::defaultManager().removeItemAtPath(m_path, nullptr)) {

@@ -3,6 +3,7 @@
 #include "system/platform/PathEncoding.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace platform {
@@ -16,12 +17,35 @@ QDateTime dateFromTimestamp(const timespec &time)
     return QDateTime::fromSecsSinceEpoch(time.tv_sec).addMSecs(time.tv_nsec / 1'000'000);
 }
 
-bool answer(bool succeeded, const std::string &description, Error *error)
+// True when nothing went wrong.
+bool answer(const std::optional<FileError> &failure, Error *error)
 {
-    if (!succeeded && error) {
-        error->localizedDescription = QString::fromStdString(description);
+    if (failure && error) {
+        error->localizedDescription = QString::fromStdString(failure->description());
     }
-    return succeeded;
+    return !failure;
+}
+
+/// Opens a regular file for reading and stores its status. It is looked at first: opening a device
+/// can have effects, and a pipe would be waited for.
+FileDescriptor openRegularFile(const std::string &path, struct stat &status)
+{
+    // Most are found in their folder under that very name, which costs least.
+    const std::size_t nameStart = path.rfind('/') + 1;
+    const char *const name = path.c_str() + nameStart;
+    const FileDescriptor folder =
+        Volume::current().open(path.substr(0, nameStart), O_PATH | O_DIRECTORY);
+    if (folder.isOpen() && ::fstatat(folder.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISREG(status.st_mode)) {
+        return FileDescriptor(
+            ::openat(folder.get(), name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    }
+    const FileDescriptor item = Volume::current().open(path, O_PATH);
+    if (!item.isOpen() || ::fstat(item.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return {};
+    }
+    const std::string link = "/proc/self/fd/" + std::to_string(item.get());
+    return FileDescriptor(::open(link.c_str(), O_RDONLY | O_CLOEXEC));
 }
 
 } // namespace
@@ -53,13 +77,9 @@ std::optional<QStringList> FileManager::contentsOfDirectoryAtPath(const QString 
     return contents;
 }
 
-std::optional<QStringList> FileManager::subpathsAtPath(const QString &path) const
+bool FileManager::directoryHasContents(const QString &path) const
 {
-    QStringList subpaths;
-    const bool listed = m_service.visitSubpaths(bytesFromPath(path), [&](std::string_view subpath) {
-        subpaths.append(pathFromBytes(subpath));
-    });
-    return listed ? std::optional(subpaths) : std::nullopt;
+    return m_service.hasContents(bytesFromPath(path));
 }
 
 std::optional<ItemAttributes> FileManager::attributesOfItemAtPath(const QString &path) const
@@ -68,22 +88,23 @@ std::optional<ItemAttributes> FileManager::attributesOfItemAtPath(const QString 
     if (!attributes) {
         return std::nullopt;
     }
-    return ItemAttributes{attributes->size, dateFromTimestamp(attributes->modificationDate)};
+    return ItemAttributes{dateFromTimestamp(attributes->modificationDate)};
+}
+
+bool FileManager::lockItemAtPath(const QString &path, LocationLock &lock, Error *error) const
+{
+    return answer(m_service.lock(bytesFromPath(path), lock), error);
 }
 
 bool FileManager::copyItemAtPath(const QString &source, const QString &destination,
                                  Error *error) const
 {
-    std::string description;
-    const bool copied =
-        m_service.copy(bytesFromPath(source), bytesFromPath(destination), description);
-    return answer(copied, description, error);
+    return answer(m_service.copy(bytesFromPath(source), bytesFromPath(destination)), error);
 }
 
 bool FileManager::removeItemAtPath(const QString &path, Error *error) const
 {
-    std::string description;
-    return answer(m_service.remove(bytesFromPath(path), description), description, error);
+    return answer(m_service.remove(bytesFromPath(path)), error);
 }
 
 QDateTime FileManager::modificationDate(const QString &path) const
@@ -99,12 +120,9 @@ float FileManager::directorySize(const QString &path) const
 
 std::optional<QByteArray> FileManager::contentsAtPath(const QString &path, qint64 limit) const
 {
-    // Not to wait for a writer if the item is a FIFO.
-    const FileDescriptor descriptor =
-        Volume::current().open(bytesFromPath(path), O_RDONLY | O_NONBLOCK);
     struct stat status = {};
-    if (!descriptor.isOpen() || ::fstat(descriptor.get(), &status) != 0 ||
-        !S_ISREG(status.st_mode) || status.st_size > limit) {
+    const FileDescriptor descriptor = openRegularFile(bytesFromPath(path), status);
+    if (!descriptor.isOpen() || status.st_size > limit) {
         return std::nullopt;
     }
     QByteArray large;

@@ -20,7 +20,6 @@ struct Error
 /// What a file manager reports of an item.
 struct ItemAttributes
 {
-    quint64 fileSize = 0;       ///< NSFileSize, bytes
     QDateTime modificationDate; ///< NSFileModificationDate, to the millisecond
 };
 
@@ -39,12 +38,15 @@ public:
     /// The names of the folder's direct entries; nothing when it cannot be read as a folder.
     std::optional<QStringList> contentsOfDirectoryAtPath(const QString &path) const;
 
-    /// The relative path of every item below the folder, at every depth; nothing when the
-    /// folder cannot be listed.
-    std::optional<QStringList> subpathsAtPath(const QString &path) const;
+    /// True when contentsOfDirectoryAtPath() lists at least one entry, told without listing all.
+    bool directoryHasContents(const QString &path) const;
 
     /// The attributes of the item itself (a link is not followed); nothing when unreadable.
     std::optional<ItemAttributes> attributesOfItemAtPath(const QString &path) const;
+
+    /// Keeps other processes off the item and its backups for as long as `lock` lives. On failure
+    /// answers no and sets `error`: another one works on them.
+    bool lockItemAtPath(const QString &path, LocationLock &lock, Error *error) const;
 
     /// Copies a file, or a folder with everything in it, to a path at which nothing exists.
     /// The destination appears whole or not at all. On failure answers no and sets `error`.

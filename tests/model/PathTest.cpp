@@ -1,8 +1,15 @@
 #include "model/Path.h"
+
+#include "system/platform/FileManager.h"
 #include "tests/support/NotificationLog.h"
 #include "tests/support/TestVolume.h"
 
 #include <QTest>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
 
 namespace {
 
@@ -23,6 +30,7 @@ private slots:
     void backups();
     void failedBackups();
     void restores();
+    void otherProcess();
 
 private:
     TestVolume m_volume;
@@ -125,6 +133,38 @@ void PathTest::restores()
     QCOMPARE(standardOutputOf([&] { QVERIFY(!m_path->restore()); }).count('\n'), 1);
     QVERIFY(m_path->found() && m_path->backedUp());
     QCOMPARE(m_log.take(), QStringList());
+}
+
+// While another window works on the location, both operations answer no and leave it alone.
+void PathTest::otherProcess()
+{
+    m_volume.write(file, "live");
+    m_volume.write(backup, "backup");
+    m_path->setBackedUp(true);
+    m_log.take();
+    int ends[2] = {-1, -1};
+    QCOMPARE(::pipe(ends), 0);
+    const int other = ::fork();
+    if (other == 0) {
+        platform::LocationLock lock;
+        const bool isLocked =
+            platform::FileManager::defaultManager().lockItemAtPath(backup, lock, nullptr);
+        const bool isTold = isLocked && ::write(ends[1], "!", 1) == 1;
+        ::pause();
+        ::_exit(isTold ? EXIT_SUCCESS : EXIT_FAILURE);
+    }
+    char told = 0;
+    QCOMPARE(::read(ends[0], &told, 1), 1);
+    const QByteArray printed = standardOutputOf([&] {
+        QVERIFY(!m_path->backUp());
+        QVERIFY(!m_path->restore());
+    });
+    ::kill(other, SIGKILL);
+    QCOMPARE(::waitpid(other, nullptr, 0), other);
+    QCOMPARE(printed.count("it is being copied or removed by another process.\n"), 2);
+    QCOMPARE(m_volume.read(file) + m_volume.read(backup), "livebackup");
+    QCOMPARE(m_log.take(), QStringList());
+    QVERIFY(m_path->restore() && m_path->backUp());
 }
 
 QTEST_GUILESS_MAIN(PathTest)

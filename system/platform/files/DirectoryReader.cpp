@@ -9,8 +9,6 @@ namespace platform {
 
 namespace {
 
-constexpr std::size_t bufferSize = std::size_t{64} * 1024;
-
 bool isDotOrDotDot(const char *name)
 {
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
@@ -18,8 +16,9 @@ bool isDotOrDotDot(const char *name)
 
 } // namespace
 
-DirectoryReader::DirectoryReader()
+DirectoryReader::DirectoryReader(std::size_t bufferSize)
     : m_buffer(std::make_unique_for_overwrite<std::byte[]>(bufferSize))
+    , m_bufferSize(bufferSize)
 {}
 
 void DirectoryReader::start(int folder)
@@ -45,7 +44,7 @@ const DirectoryReader::Entry *DirectoryReader::next()
 
 bool DirectoryReader::fill()
 {
-    const ssize_t length = ::getdents64(m_folder, m_buffer.get(), bufferSize);
+    const ssize_t length = ::getdents64(m_folder, m_buffer.get(), m_bufferSize);
     // A folder that was removed while it was read has no entries any more.
     m_error = length < 0 && errno != ENOENT ? errno : 0;
     m_position = 0;

@@ -15,7 +15,8 @@ public:
         unsigned char type = 0;     ///< DT_REG and so on, DT_UNKNOWN where the disk does not tell
     };
 
-    DirectoryReader();
+    /// Reads so many bytes at a time, each name taking up to 280.
+    explicit DirectoryReader(std::size_t bufferSize = std::size_t{64} * 1024);
 
     /// Begins with the open folder, which stays the caller's.
     void start(int folder);
@@ -30,6 +31,7 @@ private:
     bool fill();
 
     std::unique_ptr<std::byte[]> m_buffer;
+    std::size_t m_bufferSize;
     std::size_t m_length = 0;
     std::size_t m_position = 0;
     int m_folder = -1;

@@ -1,185 +1,157 @@
 #include "system/platform/files/FileContents.h"
 
+#include "system/platform/files/Progress.h"
+
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
+#include <cstring>
+#include <utility>
 
 namespace platform {
 
 namespace {
 
 constexpr std::size_t bufferSize = std::size_t{128} * 1024;
-constexpr off_t pipeSize = off_t{1024} * 1024; // the largest that ordinary users may have
-constexpr off_t statusBlock = 512;             // the unit of st_blocks
+constexpr std::size_t holeSize = 4096;                // what file systems allocate at the least
+constexpr off_t kernelChunk = off_t{4} * 1024 * 1024; // copied in one call
+constexpr off_t statusBlock = 512;                    // the unit of st_blocks
 
-// The number of bytes copied.
-off_t copyInKernel(int source, int destination, off_t size)
+// Ends a copy with a hole where its original does, which may have become shorter.
+bool setSize(int source, int destination, off_t size)
 {
-    off_t copied = 0;
-    while (copied < size) {
-        const auto wanted = static_cast<std::size_t>(size - copied);
-        const ssize_t count = ::copy_file_range(source, nullptr, destination, nullptr, wanted, 0);
-        if (count <= 0) {
-            break;
-        }
-        copied += count;
-    }
-    return copied;
+    struct stat status = {};
+    return ::fstat(source, &status) == 0 &&
+           ::ftruncate(destination, std::min(size, status.st_size)) == 0;
+}
+
+bool isZero(const std::byte *bytes, std::size_t size)
+{
+    return bytes[0] == std::byte{} && std::memcmp(bytes, bytes + 1, size - 1) == 0;
 }
 
 } // namespace
 
 bool FileContents::copy(int source, int destination, const struct stat &status)
 {
-    if (status.st_size == 0) {
-        return true;
-    }
-    if (clone(source, destination, status.st_dev)) {
-        return true;
-    }
+    m_noted = 0;
     const bool hasHoles = status.st_blocks < status.st_size / statusBlock;
-    return hasHoles ? copySparse(source, destination, status.st_size)
-                    : copyRange(source, destination, status.st_size);
+    const bool isCopied = hasHoles ? copySparse(source, destination, status.st_size)
+                                   : copyRange(source, destination, 0, status.st_size);
+    return isCopied && note(destination, status.st_size);
 }
 
-bool FileContents::clone(int source, int destination, dev_t device)
+bool FileContents::note(int destination, off_t end)
 {
-    if (device == m_deviceWithoutClones) {
-        return false;
-    }
-    if (::ioctl(destination, FICLONE, source) == 0) {
-        return true;
-    }
-    if (errno == EOPNOTSUPP || errno == EXDEV || errno == ENOTTY || errno == ENOSYS) {
-        m_deviceWithoutClones = device;
-    }
-    return false;
+    const auto bytes = static_cast<std::uint64_t>(end - std::exchange(m_noted, end));
+    Work::advance(0, bytes);
+    return m_flush.note(destination, bytes);
 }
 
 bool FileContents::copySparse(int source, int destination, off_t size)
 {
-    off_t end = 0;
-    while (end < size) {
+    for (off_t end = 0; end < size;) {
         const off_t start = ::lseek(source, end, SEEK_DATA);
-        if (start < 0 && errno == ENXIO) { // nothing but a hole up to the end
+        end = start < 0 ? start : ::lseek(source, start, SEEK_HOLE);
+        // Nothing but a hole up to the end, which may have moved either way meanwhile.
+        if (start >= size || (end < 0 && errno == ENXIO)) {
             break;
         }
-        if (start < 0) {
+        if (end < 0 && errno != EINVAL && errno != ENOSYS) {
             return false;
         }
-        if (start >= size) { // only what was added meanwhile
+        if (end < 0 || (start == 0 && end >= size)) {
+            return copyWithoutZeros(source, destination, size);
+        }
+        end = std::min(end, size);
+        if (!copyRange(source, destination, start, end)) {
+            return false;
+        }
+    }
+    return setSize(source, destination, size);
+}
+
+// The disk tells of no hole although the file takes less room than its size. It may have compressed
+// the file, and then share it, or know of holes only that they read as zeros.
+bool FileContents::copyWithoutZeros(int source, int destination, off_t size)
+{
+    return ::ioctl(destination, FICLONE, source) == 0 ||
+           (copyThroughBuffer(source, destination, 0, size, true) &&
+            setSize(source, destination, size));
+}
+
+// The kernel moves the bytes on the fastest way there is, but shares a few between holes only at
+// the price of writing the original out first. What that does not reach, for whatever reason, is
+// read and written, which tells true failures.
+bool FileContents::copyRange(int source, int destination, off_t start, off_t end)
+{
+    const bool isIsland = start > 0 && end - start <= static_cast<off_t>(bufferSize);
+    off_t from = start;
+    off_t to = start;
+    while (from < end && !isIsland) {
+        const auto wanted = static_cast<std::size_t>(std::min(end - from, kernelChunk));
+        if (::copy_file_range(source, &from, destination, &to, wanted, 0) <= 0) {
             break;
         }
-        end = ::lseek(source, start, SEEK_HOLE);
-        if (end < 0 || ::lseek(source, start, SEEK_SET) < 0 ||
-            ::lseek(destination, start, SEEK_SET) < 0 ||
-            !copyRange(source, destination, std::min(end, size) - start)) {
+        if (from < end && !note(destination, from)) {
             return false;
         }
     }
-    struct stat status = {};
-    return ::fstat(source, &status) == 0 &&
-           ::ftruncate(destination, std::min(size, status.st_size)) == 0;
+    return from == end || copyThroughBuffer(source, destination, from, end, false);
 }
 
-// Copies from where both files stand. The kernel moves the bytes on the fastest way there is;
-// what that does not reach, for whatever reason, is read and written, which tells true failures.
-bool FileContents::copyRange(int source, int destination, off_t size)
-{
-    const off_t copied = size < pipeSize ? copyInKernel(source, destination, size)
-                                         : copyThroughPipe(source, destination, size);
-    return copied == size || copyThroughBuffer(source, destination, size - copied);
-}
-
-// The number of bytes copied. A large pipe of our own moves a large file 3 % faster than
-// copy_file_range(2), which goes through a small one.
-off_t FileContents::copyThroughPipe(int source, int destination, off_t size)
-{
-    off_t copied = 0;
-    while (copied < size && openPipe()) {
-        const auto wanted = static_cast<std::size_t>(std::min(size - copied, pipeSize));
-        const ssize_t count = ::splice(source, nullptr, m_pipeEntry.get(), nullptr, wanted, 0);
-        if (count <= 0 || !emptyPipe(source, destination, static_cast<std::size_t>(count))) {
-            break;
-        }
-        copied += count;
-    }
-    return copied;
-}
-
-// Writes the bytes in the pipe. On failure both files stand at one place again: the pipe's content
-// is dropped, and what was written of it will be written again.
-bool FileContents::emptyPipe(int source, int destination, std::size_t size)
-{
-    std::size_t rest = size;
-    while (rest > 0) {
-        const ssize_t count = ::splice(m_pipeExit.get(), nullptr, destination, nullptr, rest, 0);
-        if (count <= 0) {
-            m_pipeEntry.reset();
-            m_pipeExit.reset();
-            ::lseek(source, -static_cast<off_t>(size), SEEK_CUR);
-            ::lseek(destination, -static_cast<off_t>(size - rest), SEEK_CUR);
-            return false;
-        }
-        rest -= static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
-bool FileContents::openPipe()
-{
-    if (m_pipeEntry.isOpen()) {
-        return true;
-    }
-    std::array<int, 2> ends = {-1, -1};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
-        return false;
-    }
-    m_pipeExit = FileDescriptor(ends[0]);
-    m_pipeEntry = FileDescriptor(ends[1]);
-    ::fcntl(ends[1], F_SETPIPE_SZ, static_cast<int>(pipeSize)); // a small one will do, too
-    return true;
-}
-
-bool FileContents::copyThroughBuffer(int source, int destination, off_t size)
+bool FileContents::copyThroughBuffer(int source, int destination, off_t start, off_t end,
+                                     bool skipsZeros)
 {
     if (m_buffer == nullptr) {
         m_buffer = std::make_unique_for_overwrite<std::byte[]>(bufferSize);
     }
-    while (size > 0) {
-        const ssize_t count =
-            ::read(source, m_buffer.get(), std::min(static_cast<std::size_t>(size), bufferSize));
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0 || !writeAll(destination, static_cast<std::size_t>(count))) {
-            return false;
-        }
-        if (count == 0) { // it has become shorter
-            return true;
-        }
-        size -= count;
-    }
-    return true;
-}
-
-bool FileContents::writeAll(int destination, std::size_t size)
-{
-    const std::byte *rest = m_buffer.get();
-    while (size > 0) {
-        const ssize_t count = ::write(destination, rest, size);
+    while (start < end) {
+        const auto wanted = static_cast<std::size_t>(std::min(end - start, off_t{bufferSize}));
+        const ssize_t count = ::pread(source, m_buffer.get(), wanted, start);
         if (count < 0 && errno == EINTR) {
             continue;
         }
         if (count < 0) {
             return false;
         }
-        rest += count;
+        if (count == 0) { // it has become shorter
+            return true;
+        }
+        const auto length = static_cast<std::size_t>(count);
+        const std::size_t step = skipsZeros ? holeSize : length;
+        for (std::size_t done = 0; done < length; done += step) {
+            const std::byte *bytes = m_buffer.get() + done;
+            const std::size_t size = std::min(step, length - done);
+            if (!(skipsZeros && isZero(bytes, size)) &&
+                !writeAll(destination, bytes, size, start + static_cast<off_t>(done))) {
+                return false;
+            }
+        }
+        start += count;
+        if (!note(destination, start)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool FileContents::writeAll(int destination, const std::byte *bytes, std::size_t size, off_t offset)
+{
+    while (size > 0) {
+        const ssize_t count = ::pwrite(destination, bytes, size, offset);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return false;
+        }
+        bytes += count;
+        offset += count;
         size -= static_cast<std::size_t>(count);
     }
     return true;

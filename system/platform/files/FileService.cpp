@@ -1,13 +1,13 @@
 #include "system/platform/files/FileService.h"
 
-#include "system/platform/files/CopyOperation.h"
 #include "system/platform/files/DirectoryReader.h"
-#include "system/platform/files/FileError.h"
-#include "system/platform/files/RemovalOperation.h"
+#include "system/platform/files/ItemCopy.h"
+#include "system/platform/files/ItemRemoval.h"
+#include "system/platform/files/Progress.h"
 #include "system/platform/files/TreeSize.h"
-#include "system/platform/files/TreeWalker.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 namespace platform {
 
@@ -18,6 +18,11 @@ std::string lastComponent(std::string_view path)
 {
     const std::string_view trimmed = path.substr(0, path.find_last_not_of('/') + 1);
     return std::string(trimmed.empty() ? path : trimmed.substr(trimmed.rfind('/') + 1));
+}
+
+std::string lockReason(int error)
+{
+    return error == EBUSY ? "it is being copied or removed by another process" : errorReason(error);
 }
 
 FileDescriptor openFolder(const Volume &volume, std::string_view path)
@@ -43,8 +48,7 @@ std::optional<FileAttributes> FileService::attributes(std::string_view path) con
     if (!item.isOpen() || ::fstat(item.get(), &status) != 0) {
         return std::nullopt;
     }
-    return FileAttributes{static_cast<std::uint64_t>(status.st_size), status.st_mtim,
-                          status.st_mode};
+    return FileAttributes{static_cast<std::uint64_t>(status.st_size), status.st_mtim};
 }
 
 std::optional<std::vector<std::string>> FileService::contents(std::string_view path) const
@@ -62,72 +66,73 @@ std::optional<std::vector<std::string>> FileService::contents(std::string_view p
     return reader.error() == 0 ? std::optional(std::move(names)) : std::nullopt;
 }
 
-bool FileService::visitSubpaths(std::string_view path,
-                                const std::function<void(std::string_view)> &visit) const
+bool FileService::hasContents(std::string_view path) const
 {
     const FileDescriptor folder = openFolder(m_volume, path);
-    if (!folder.isOpen()) {
-        return false;
-    }
-    TreeWalker walker(folder.get());
-    while (walker.next()) {
-        if (walker.event() != TreeWalker::Event::Leave &&
-            walker.event() != TreeWalker::Event::Failed) {
-            visit(walker.path());
-        }
-    }
-    return true;
+    DirectoryReader reader(1024); // "." and ".." besides the entry
+    reader.start(folder.get());
+    return folder.isOpen() && reader.next() != nullptr;
 }
 
 std::uint64_t FileService::totalSize(std::string_view path) const
 {
     const FileDescriptor folder = openFolder(m_volume, path);
-    return folder.isOpen() ? treeSize(folder.get()) : 0;
+    const Work work(Progress::Activity::Measuring);
+    return folder.isOpen() ? measureTree(folder.get()).bytes : 0;
 }
 
-bool FileService::copy(std::string_view source, std::string_view destination,
-                       std::string &error) const
+std::optional<FileError> FileService::lock(std::string_view path, LocationLock &lock) const
 {
-    CopyOperation::Place from;
-    CopyOperation::Place to;
+    ItemPlace place;
+    const FileDescriptor folder = m_volume.openParent(path, place.name);
+    if (!folder.isOpen() || lock.acquire(folder.get(), place.name)) {
+        return std::nullopt; // where there is no folder there is nothing to work on
+    }
+    return FileError{FileAction::Copy, lastComponent(path), lockReason(errno)};
+}
+
+std::optional<FileError> FileService::copy(std::string_view source,
+                                           std::string_view destination) const
+{
+    const auto failure = [source](const std::string &reason) {
+        return FileError{FileAction::Copy, lastComponent(source), reason};
+    };
+    ItemPlace from;
+    ItemPlace to;
     const FileDescriptor sourceFolder = m_volume.openParent(source, from.name);
     if (!sourceFolder.isOpen()) {
-        const std::string reason = errorReason(errno);
-        error = FileError{FileAction::Copy, lastComponent(source), reason}.description();
-        return false;
+        return failure(errorReason(errno));
     }
     const FileDescriptor destinationFolder = m_volume.openParent(destination, to.name);
     if (!destinationFolder.isOpen()) {
-        const std::string reason =
-            errno == ENOENT ? "the folder for the copy does not exist" : errorReason(errno);
-        error = FileError{FileAction::Copy, lastComponent(source), reason}.description();
-        return false;
+        return failure(errno == ENOENT ? "the folder for the copy does not exist"
+                                       : errorReason(errno));
     }
     from.folder = sourceFolder.get();
     to.folder = destinationFolder.get();
-    CopyOperation operation(std::move(from), std::move(to));
-    if (!operation.run()) {
-        error = operation.error().description();
-        return false;
+    LocationLock lock;
+    if (!lock.acquire(to.folder, to.name)) {
+        return failure(lockReason(errno));
     }
-    return true;
+    return copyItem(from, to);
 }
 
-bool FileService::remove(std::string_view path, std::string &error) const
+std::optional<FileError> FileService::remove(std::string_view path) const
 {
-    std::string name;
-    const FileDescriptor folder = m_volume.openParent(path, name);
+    const auto failure = [path](const std::string &reason) {
+        return FileError{FileAction::Remove, lastComponent(path), reason};
+    };
+    ItemPlace item;
+    const FileDescriptor folder = m_volume.openParent(path, item.name);
     if (!folder.isOpen()) {
-        const std::string reason = errorReason(errno);
-        error = FileError{FileAction::Remove, lastComponent(path), reason}.description();
-        return false;
+        return failure(errorReason(errno));
     }
-    RemovalOperation operation(folder.get(), std::move(name));
-    if (!operation.run()) {
-        error = operation.error().description();
-        return false;
+    item.folder = folder.get();
+    LocationLock lock;
+    if (!lock.acquire(item.folder, item.name)) {
+        return failure(lockReason(errno));
     }
-    return true;
+    return removeItem(item);
 }
 
 } // namespace platform

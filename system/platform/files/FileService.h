@@ -1,12 +1,11 @@
 #pragma once
 
+#include "system/platform/files/FileError.h"
+#include "system/platform/files/LocationLock.h"
 #include "system/platform/files/Volume.h"
-
-#include <sys/stat.h>
 
 #include <cstdint>
 #include <ctime>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,13 +18,11 @@ struct FileAttributes
 {
     std::uint64_t size = 0; ///< bytes
     timespec modificationDate = {};
-    mode_t mode = 0;
 };
 
 /// Copies, removes, measures and lists items on a volume. Every path is absolute on the volume.
 ///
-/// Nothing is thrown. `error`, where there is one, is set only on failure, to one line that
-/// names the item and the reason.
+/// Nothing is thrown. What can fail with a reason gives that, or nothing when it is done.
 class FileService
 {
 public:
@@ -40,21 +37,25 @@ public:
     /// nothing when it is not a folder that can be read.
     std::optional<std::vector<std::string>> contents(std::string_view path) const;
 
-    /// Calls `visit` for every item below the folder at every depth, with its path relative to
-    /// the folder; a folder comes before its contents. False when the folder cannot be listed.
-    bool visitSubpaths(std::string_view path,
-                       const std::function<void(std::string_view)> &visit) const;
+    /// True when contents() lists at least one entry. Reads no more than the beginning of the
+    /// folder, however much it holds.
+    bool hasContents(std::string_view path) const;
 
     /// The sum of the sizes in bytes of every item below the folder, each with its own size
     /// whatever its kind; what cannot be read is left out.
     std::uint64_t totalSize(std::string_view path) const;
 
+    /// Keeps other processes off the item at `path` and its backups, whether they exist or not, for
+    /// as long as `lock` lives. Copies and removals take the lock of what they change by
+    /// themselves, too.
+    std::optional<FileError> lock(std::string_view path, LocationLock &lock) const;
+
     /// Copies the item with everything in it. The destination must not exist; it appears whole,
     /// flushed to the disk, or not at all.
-    bool copy(std::string_view source, std::string_view destination, std::string &error) const;
+    std::optional<FileError> copy(std::string_view source, std::string_view destination) const;
 
-    /// Removes the item with everything in it.
-    bool remove(std::string_view path, std::string &error) const;
+    /// Removes the item with everything in it, or refuses to. What could not be removed stays.
+    std::optional<FileError> remove(std::string_view path) const;
 
 private:
     const Volume &m_volume;

@@ -1,15 +1,14 @@
 #include "system/platform/files/ItemMetadata.h"
 
+#include "system/platform/files/OpenItem.h"
+
 #include <fcntl.h>
 #include <linux/limits.h>
+#include <sys/statvfs.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
-#include <charconv>
 #include <cstring>
-#include <fstream>
 #include <optional>
 #include <string_view>
 
@@ -20,27 +19,28 @@ namespace {
 constexpr mode_t permissionBits = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr mode_t specialBits = S_ISUID | S_ISGID | S_ISVTX;
 constexpr auto keepUser = static_cast<uid_t>(-1);
+constexpr fsblkcnt_t blocksOfFullDisk = 64;
 
-// The process's file mode creation mask, which umask(2) could only tell by changing it under the
-// feet of other threads. Where it cannot be read, all bits: every mode is then set by itself.
-mode_t creationMask()
+// True for the errors of a disk that has no extended attributes, or not on this item.
+bool isWithoutAttributes(int error)
 {
-    constexpr std::string_view key = "Umask:\t";
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        unsigned int mask = 0;
-        if (line.starts_with(key) &&
-            std::from_chars(line.data() + key.size(), line.data() + line.size(), mask, 8).ec ==
-                std::errc()) {
-            return mask;
-        }
-    }
-    return permissionBits;
+    return error == EOPNOTSUPP || error == ENODATA || error == ENOSYS;
 }
 
-bool isNotPermitted(int error)
+// True for the errors of a disk that cannot hold this attribute, while it still holds others: they
+// may be limited in number and size. `item` is on the disk.
+bool isTooMuchToHold(int error, int item)
 {
-    return error == EPERM || error == EACCES || error == EOPNOTSUPP || error == EINVAL;
+    struct statvfs disk = {};
+    return error == EINVAL || error == E2BIG || error == ERANGE ||
+           (error == ENOSPC && ::fstatvfs(item, &disk) == 0 && disk.f_bavail > blocksOfFullDisk);
+}
+
+// Those of the system, unlike a user's own, may need privileges.
+bool isOfSystem(std::string_view name)
+{
+    return name.starts_with("system.") || name.starts_with("security.") ||
+           name.starts_with("trusted.");
 }
 
 // Hands a copy over to the owner and group of its original with a function like fchown(2), and
@@ -52,11 +52,17 @@ std::optional<mode_t> modeAfterHandover(const struct stat &status, ChangeOwner c
     if (changeOwner(status.st_uid, status.st_gid) == 0) {
         return mode;
     }
-    if (!isNotPermitted(errno)) {
+    if (!isBeyondDisk(errno)) {
         return std::nullopt;
     }
     changeOwner(keepUser, status.st_gid);                  // the group alone may be permitted
     return mode & ~static_cast<mode_t>(S_ISUID | S_ISGID); // they were granted by another owner
+}
+
+// The path of an item in an open folder, for calls that take nothing else.
+std::string pathBelow(int folder, const char *name)
+{
+    return "/proc/self/fd/" + std::to_string(folder) + '/' + name;
 }
 
 std::array<timespec, 2> times(const struct stat &status)
@@ -66,38 +72,56 @@ std::array<timespec, 2> times(const struct stat &status)
 
 } // namespace
 
-ItemMetadata::ItemMetadata() : m_attributeNames(1024), m_mask(creationMask()) {}
-
-void ItemMetadata::learnOwner(int item)
-{
-    struct stat status = {};
-    if (m_knowsOwner || ::fstat(item, &status) != 0) {
-        return;
-    }
-    m_newUser = status.st_uid;
-    m_newGroup = status.st_gid;
-    m_knowsOwner = true;
-}
+ItemMetadata::ItemMetadata(const struct stat &sample)
+    : m_attributeNames(1024)
+    , m_granted(sample.st_mode & permissionBits)
+    , m_device(sample.st_dev)
+    , m_newUser(sample.st_uid)
+    , m_newGroup(sample.st_gid)
+{}
 
 bool ItemMetadata::readAttributeNames(int source)
 {
+    return readNames(
+        [source](char *names, std::size_t size) { return ::flistxattr(source, names, size); });
+}
+
+template <typename List>
+bool ItemMetadata::readNames(List list)
+{
     m_attributeNamesLength = 0;
-    ssize_t length = ::flistxattr(source, m_attributeNames.data(), m_attributeNames.size());
+    ssize_t length = list(m_attributeNames.data(), m_attributeNames.size());
     if (length < 0 && errno == ERANGE) {
         m_attributeNames.resize(XATTR_LIST_MAX);
-        length = ::flistxattr(source, m_attributeNames.data(), m_attributeNames.size());
+        length = list(m_attributeNames.data(), m_attributeNames.size());
     }
     if (length < 0) {
-        return errno == EOPNOTSUPP;
+        return isWithoutAttributes(errno);
     }
     m_attributeNamesLength = static_cast<std::size_t>(length);
     return true;
 }
 
-mode_t ItemMetadata::creationMode(const struct stat &status) const
+mode_t ItemMetadata::creationMode(const struct stat &status)
 {
-    // Attributes can only be given to an item that its owner may write.
-    return m_attributeNamesLength == 0 ? status.st_mode & permissionBits : S_IRUSR | S_IWUSR;
+    return (status.st_mode & permissionBits) | S_IWUSR;
+}
+
+bool ItemMetadata::applyToFile(int source, int destination, const struct stat &status)
+{
+    mode_t current = creationMode(status) & m_granted;
+    if (m_attributeNamesLength > 0 && (current & S_IWUSR) == 0) { // by the process's mask
+        current = S_IRUSR | S_IWUSR;
+        if (::fchmod(destination, current) != 0 && !isBeyondDisk(errno)) {
+            return false;
+        }
+    }
+    return apply(source, destination, status, current);
+}
+
+bool ItemMetadata::applyToFolder(int source, int destination, const struct stat &status)
+{
+    return apply(source, destination, status, S_IRWXU);
 }
 
 bool ItemMetadata::apply(int source, int destination, const struct stat &status, mode_t current)
@@ -109,69 +133,95 @@ bool ItemMetadata::apply(int source, int destination, const struct stat &status,
                                              return ::fchown(destination, user, group);
                                          })
                      : status.st_mode & (permissionBits | specialBits);
-    const bool isWriteProtected = m_attributeNamesLength > 0 && (current & S_IWUSR) == 0;
-    if (!mode || (isWriteProtected && ::fchmod(destination, S_IRUSR | S_IWUSR) != 0) ||
-        !copyAttributes(source, destination)) {
+    const auto get = [source](const char *name, void *value, std::size_t size) {
+        return ::fgetxattr(source, name, value, size);
+    };
+    const auto set = [destination](const char *name, const void *value, std::size_t size) {
+        return ::fsetxattr(destination, name, value, size, 0);
+    };
+    // The disk that holds the original's attributes can hold those of the copy.
+    const int otherDisk = status.st_dev == m_device ? -1 : destination;
+    if (!mode || !copyAttributes(otherDisk, get, set)) {
         return false;
     }
-    const bool changesMode = changesOwner || isWriteProtected || *mode != current;
-    if (changesMode && ::fchmod(destination, *mode) != 0 && !isNotPermitted(errno)) {
+    const bool changesMode = changesOwner || *mode != current;
+    if (changesMode && ::fchmod(destination, *mode) != 0 && !isBeyondDisk(errno)) {
         return false;
     }
-    return ::futimens(destination, times(status).data()) == 0;
+    return ::futimens(destination, times(status).data()) == 0 || isBeyondDisk(errno);
 }
 
-bool ItemMetadata::applyToName(int folder, const char *name, const struct stat &status)
+bool ItemMetadata::applyToName(int sourceFolder, const char *source, int folder, const char *name,
+                               const struct stat &status)
 {
     const std::optional<mode_t> mode =
         modeAfterHandover(status, [folder, name](uid_t user, gid_t group) {
             return ::fchownat(folder, name, user, group, AT_SYMLINK_NOFOLLOW);
         });
-    if (!mode) {
+    if (!mode || !copyAttributesOfName(pathBelow(sourceFolder, source), pathBelow(folder, name))) {
         return false;
     }
     if (!S_ISLNK(status.st_mode) && ::fchmodat(folder, name, *mode, AT_SYMLINK_NOFOLLOW) != 0 &&
-        !isNotPermitted(errno)) {
+        !isBeyondDisk(errno)) {
         return false;
     }
-    return ::utimensat(folder, name, times(status).data(), AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-void ItemMetadata::stripInherited(int item)
-{
-    ::fremovexattr(item, "system.posix_acl_access");
-    ::fremovexattr(item, "system.posix_acl_default");
+    return ::utimensat(folder, name, times(status).data(), AT_SYMLINK_NOFOLLOW) == 0 ||
+           isBeyondDisk(errno);
 }
 
 bool ItemMetadata::isOwner(const struct stat &status) const
 {
-    return m_knowsOwner && status.st_uid == m_newUser && status.st_gid == m_newGroup;
+    return status.st_uid == m_newUser && status.st_gid == m_newGroup;
 }
 
-bool ItemMetadata::copyAttributes(int source, int destination)
+// A user's own come first: an access control list can take the right to give them. `otherDisk`
+// is an item on the copy's disk, or -1 if that is the original's.
+template <typename Get, typename Set>
+bool ItemMetadata::copyAttributes(int otherDisk, Get get, Set set)
 {
-    const char *name = m_attributeNames.data();
-    const char *end = name + m_attributeNamesLength;
-    for (; name < end; name += std::strlen(name) + 1) {
-        if (!copyAttribute(source, destination, name)) {
-            return false;
+    for (const bool ofSystem : {false, true}) {
+        const char *name = m_attributeNames.data();
+        const char *end = name + m_attributeNamesLength;
+        for (; name < end; name += std::strlen(name) + 1) {
+            if (isOfSystem(name) == ofSystem && !copyAttribute(name, otherDisk, get, set)) {
+                return false;
+            }
         }
     }
     return true;
 }
 
-bool ItemMetadata::copyAttribute(int source, int destination, const char *name)
+template <typename Get, typename Set>
+bool ItemMetadata::copyAttribute(const char *name, int otherDisk, Get get, Set set)
 {
     m_attributeValue.resize(XATTR_SIZE_MAX);
-    const ssize_t length =
-        ::fgetxattr(source, name, m_attributeValue.data(), m_attributeValue.size());
-    const bool isCopied = length >= 0 && ::fsetxattr(destination, name, m_attributeValue.data(),
-                                                     static_cast<std::size_t>(length), 0) == 0;
-    if (isCopied || errno == EOPNOTSUPP || errno == ENODATA) { // it may be gone meanwhile
+    const ssize_t length = get(name, m_attributeValue.data(), m_attributeValue.size());
+    if (length >= 0 && set(name, m_attributeValue.data(), static_cast<std::size_t>(length)) == 0) {
         return true;
     }
-    // Those of the system, unlike a user's own, may need privileges.
-    return !std::string_view(name).starts_with("user.") && isNotPermitted(errno);
+    return isWithoutAttributes(errno) ||
+           (length >= 0 && otherDisk >= 0 && isTooMuchToHold(errno, otherDisk)) ||
+           (isOfSystem(name) && isBeyondDisk(errno));
+}
+
+bool ItemMetadata::copyAttributesOfName(const std::string &source, const std::string &name)
+{
+    const auto list = [&source](char *names, std::size_t size) {
+        return ::llistxattr(source.c_str(), names, size);
+    };
+    const auto get = [&source](const char *attribute, void *value, std::size_t size) {
+        return ::lgetxattr(source.c_str(), attribute, value, size);
+    };
+    const auto set = [&name](const char *attribute, const void *value, std::size_t size) {
+        return ::lsetxattr(name.c_str(), attribute, value, size, 0);
+    };
+    return readNames(list) && copyAttributes(-1, get, set);
+}
+
+void stripInherited(int item)
+{
+    ::fremovexattr(item, "system.posix_acl_access");
+    ::fremovexattr(item, "system.posix_acl_default");
 }
 
 } // namespace platform

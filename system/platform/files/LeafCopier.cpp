@@ -1,25 +1,59 @@
 #include "system/platform/files/LeafCopier.h"
 
 #include "system/platform/files/OpenItem.h"
+#include "system/platform/files/Progress.h"
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
 
 #include <array>
+#include <string>
 
 namespace platform {
 
 namespace {
 
-constexpr int maximumAttempts = 16; // with an original whose kind keeps changing
+constexpr int maximumAttempts = 16; // with an original that keeps changing
 
 LeafCopier::Outcome unreadable()
 {
     return errno == ENOENT ? LeafCopier::Outcome::Gone : LeafCopier::Outcome::Unreadable;
 }
 
+// Opens a file on which another process has a lease (fcntl(2)), which it gives up if it is waited
+// for. What is no plain file is not opened, with errno ELOOP.
+FileDescriptor openLeased(int folder, const char *name)
+{
+    const FileDescriptor item(::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status = {};
+    if (!item.isOpen() || ::fstat(item.get(), &status) != 0) {
+        return {};
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = ELOOP;
+        return {};
+    }
+    const std::string link = "/proc/self/fd/" + std::to_string(item.get());
+    return FileDescriptor(::open(link.c_str(), O_RDONLY | O_CLOEXEC));
+}
+
+// True for the errors of a disk that has no such items. That of the original has them.
+bool isWithoutSuchItems(int error, const struct stat &original, const struct stat &sample)
+{
+    return (error == EPERM || error == EOPNOTSUPP || error == ENOSYS) &&
+           original.st_dev != sample.st_dev;
+}
+
 } // namespace
+
+LeafCopier::LeafCopier(const WorkFolder &work, PacedFlush &flush, bool flushesFiles)
+    : m_sample(work.sample())
+    , m_links(work.descriptor(), WorkFolder::links)
+    , m_contents(flush)
+    , m_metadata(work.sample())
+    , m_flushesFiles(flushesFiles)
+{}
 
 LeafCopier::Outcome LeafCopier::copy(Place source, unsigned char type, Place destination)
 {
@@ -27,25 +61,28 @@ LeafCopier::Outcome LeafCopier::copy(Place source, unsigned char type, Place des
     for (int attempt = 0; attempt < maximumAttempts; ++attempt) {
         const std::optional<Outcome> outcome =
             isFile ? copyFile(source, destination) : copyOther(source, destination);
-        if (outcome) {
+        const bool isReplaced =
+            (outcome == Outcome::Unreadable || outcome == Outcome::Failed) && errno == ENOENT;
+        if (outcome && !isReplaced) {
             return *outcome;
         }
-        isFile = !isFile;
+        if (isReplaced) { // and some disks do not tell of the old one's attributes any more
+            ::unlinkat(destination.folder, destination.name, 0);
+        } else {
+            isFile = !isFile;
+        }
     }
     errno = EAGAIN;
     return Outcome::Unreadable;
 }
 
-bool LeafCopier::fillFile(int source, int destination, const struct stat &status, mode_t current)
-{
-    return m_contents.copy(source, destination, status) &&
-           m_metadata.apply(source, destination, status, current);
-}
-
 std::optional<LeafCopier::Outcome> LeafCopier::copyFile(Place source, Place destination)
 {
     // Without O_NONBLOCK a pipe that took the file's place would be waited for.
-    const FileDescriptor file = openItem(source.folder, source.name, O_NONBLOCK | O_NOCTTY);
+    FileDescriptor file = openItem(source.folder, source.name, O_NONBLOCK | O_NOCTTY);
+    if (!file.isOpen() && errno == EWOULDBLOCK) {
+        file = openLeased(source.folder, source.name);
+    }
     if (!file.isOpen()) {
         const bool isOther = errno == ELOOP || errno == ENXIO;
         return isOther ? std::nullopt : std::optional(unreadable());
@@ -60,14 +97,8 @@ std::optional<LeafCopier::Outcome> LeafCopier::copyFile(Place source, Place dest
     if (!S_ISREG(status.st_mode)) {
         return std::nullopt;
     }
-    if (!isLinked(status)) {
-        return createFile(file.get(), destination, status) ? Outcome::Done : Outcome::Failed;
-    }
-    const std::string key = HardLinkDepot::key(file.get(), "", status);
-    const bool isDone = m_depot->link(key, destination.folder, destination.name) ||
-                        (createFile(file.get(), destination, status) &&
-                         m_depot->keep(key, destination.folder, destination.name));
-    return isDone ? Outcome::Done : Outcome::Failed;
+    return linkOrCreate({file.get(), ""}, status, destination,
+                        [&] { return createFile(file.get(), destination, status); });
 }
 
 std::optional<LeafCopier::Outcome> LeafCopier::copyOther(Place source, Place destination)
@@ -87,47 +118,63 @@ std::optional<LeafCopier::Outcome> LeafCopier::copyOther(Place source, Place des
         ::readlinkat(source.folder, source.name, target.data(), target.size() - 1) < 0) {
         return errno == EINVAL ? std::nullopt : std::optional(unreadable());
     }
-    if (!isLinked(status)) {
-        return createOther(target.data(), destination, status) ? Outcome::Done : Outcome::Failed;
+    return linkOrCreate(source, status, destination,
+                        [&] { return createOther(source, target.data(), destination, status); });
+}
+
+// The first of several names is created, the others are linked to it.
+template <typename Create>
+LeafCopier::Outcome LeafCopier::linkOrCreate(Place original, const struct stat &status,
+                                             Place destination, Create create)
+{
+    if (status.st_nlink <= 1) {
+        return create();
     }
-    const std::string key = HardLinkDepot::key(source.folder, source.name, status);
-    const bool isDone = m_depot->link(key, destination.folder, destination.name) ||
-                        (createOther(target.data(), destination, status) &&
-                         m_depot->keep(key, destination.folder, destination.name));
+    const HardLinks::Outcome link =
+        m_links.link(original.folder, original.name, destination.folder, destination.name);
+    if (link == HardLinks::Outcome::Linked) {
+        Work::advance(0, static_cast<std::uint64_t>(status.st_size));
+    }
+    if (link != HardLinks::Outcome::Unknown) {
+        return link == HardLinks::Outcome::Linked ? Outcome::Done : Outcome::Failed;
+    }
+    const Outcome outcome = create();
+    return outcome != Outcome::Done || m_links.keep(destination.folder, destination.name)
+               ? outcome
+               : Outcome::Failed;
+}
+
+LeafCopier::Outcome LeafCopier::createFile(int source, Place destination, const struct stat &status)
+{
+    if (!m_metadata.readAttributeNames(source)) {
+        return Outcome::Unreadable;
+    }
+    FileDescriptor copy(::openat(destination.folder, destination.name,
+                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                 ItemMetadata::creationMode(status)));
+    const bool isDone = copy.isOpen() && m_contents.copy(source, copy.get(), status) &&
+                        m_metadata.applyToFile(source, copy.get(), status) &&
+                        (!m_flushesFiles || ::fsync(copy.get()) == 0) && copy.close();
     return isDone ? Outcome::Done : Outcome::Failed;
 }
 
-bool LeafCopier::createFile(int source, Place destination, const struct stat &status)
+LeafCopier::Outcome LeafCopier::createOther(Place source, const char *linkTarget, Place destination,
+                                            const struct stat &status)
 {
-    if (!m_metadata.readAttributeNames(source)) {
-        return false;
-    }
-    const mode_t mode = m_metadata.creationMode(status);
-    FileDescriptor copy(::openat(destination.folder, destination.name,
-                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
-    if (!copy.isOpen()) {
-        return false;
-    }
-    m_metadata.learnOwner(copy.get());
-    return fillFile(source, copy.get(), status, m_metadata.granted(mode)) && copy.close();
-}
-
-bool LeafCopier::createOther(const char *linkTarget, Place destination, const struct stat &status)
-{
-    if (S_ISLNK(status.st_mode)) {
-        return ::symlinkat(linkTarget, destination.folder, destination.name) == 0 &&
-               m_metadata.applyToName(destination.folder, destination.name, status);
-    }
     const mode_t kind = status.st_mode & S_IFMT;
-    return (::mknodat(destination.folder, destination.name, kind | S_IRUSR | S_IWUSR,
-                      status.st_rdev) == 0 &&
-            m_metadata.applyToName(destination.folder, destination.name, status)) ||
-           S_ISSOCK(status.st_mode);
-}
-
-bool LeafCopier::isLinked(const struct stat &status) const
-{
-    return m_depot != nullptr && status.st_nlink > 1;
+    const int error = S_ISLNK(kind) ? ::symlinkat(linkTarget, destination.folder, destination.name)
+                                    : ::mknodat(destination.folder, destination.name,
+                                                kind | S_IRUSR | S_IWUSR, status.st_rdev);
+    if (error != 0) {
+        const bool isDevice = S_ISCHR(kind) || S_ISBLK(kind); // needs privileges everywhere
+        const bool isLeftOut =
+            S_ISSOCK(kind) || (!isDevice && isWithoutSuchItems(errno, status, m_sample));
+        return isLeftOut ? Outcome::Unsupported : Outcome::Failed;
+    }
+    return m_metadata.applyToName(source.folder, source.name, destination.folder, destination.name,
+                                  status)
+               ? Outcome::Done
+               : Outcome::Failed;
 }
 
 } // namespace platform

@@ -1,8 +1,9 @@
 #pragma once
 
 #include "system/platform/files/FileContents.h"
-#include "system/platform/files/HardLinkDepot.h"
+#include "system/platform/files/HardLinks.h"
 #include "system/platform/files/ItemMetadata.h"
+#include "system/platform/files/WorkFolder.h"
 
 #include <sys/stat.h>
 
@@ -17,10 +18,11 @@ public:
     enum class Outcome
     {
         Done,
-        Gone,       ///< the original is not there any more; nothing was made
-        IsFolder,   ///< the original is a folder now; nothing was made
-        Unreadable, ///< errno tells why the original could not be read
-        Failed,     ///< errno tells why the copy could not be made; part of it may be there
+        Gone,        ///< the original is not there any more; nothing was made
+        IsFolder,    ///< the original is a folder now; nothing was made
+        Unsupported, ///< errno tells why the disk cannot hold such an item; nothing was made
+        Unreadable,  ///< errno tells why the original could not be read
+        Failed,      ///< errno tells why the copy could not be made; part of it may be there
     };
 
     /// An item in an open folder.
@@ -30,16 +32,12 @@ public:
         const char *name = nullptr;
     };
 
-    /// Without a depot each of an original's names becomes an item of its own.
-    explicit LeafCopier(HardLinkDepot *depot) : m_depot(depot) {}
+    /// For copies that are made in a work folder. With `flushesFiles` each plain file is flushed by
+    /// itself.
+    LeafCopier(const WorkFolder &work, PacedFlush &flush, bool flushesFiles);
 
-    /// Copies an item of a kind (DT_REG and so on) that may have changed meanwhile. A socket that
-    /// cannot be made is left out.
+    /// Copies an item of a kind (DT_REG and so on) that may have changed meanwhile.
     Outcome copy(Place source, unsigned char type, Place destination);
-
-    /// Fills an open plain file that is empty and has the mode `current`, and completes it.
-    /// The attribute names of the original must have been read. On failure errno tells why.
-    bool fillFile(int source, int destination, const struct stat &status, mode_t current);
 
     ItemMetadata &metadata() { return m_metadata; }
 
@@ -48,13 +46,18 @@ private:
     std::optional<Outcome> copyFile(Place source, Place destination);
     std::optional<Outcome> copyOther(Place source, Place destination);
 
-    bool createFile(int source, Place destination, const struct stat &status);
-    bool createOther(const char *linkTarget, Place destination, const struct stat &status);
-    bool isLinked(const struct stat &status) const;
+    template <typename Create>
+    Outcome linkOrCreate(Place original, const struct stat &status, Place destination,
+                         Create create);
+    Outcome createFile(int source, Place destination, const struct stat &status);
+    Outcome createOther(Place source, const char *linkTarget, Place destination,
+                        const struct stat &status);
 
-    HardLinkDepot *m_depot = nullptr;
+    const struct stat &m_sample; ///< as WorkFolder::sample()
+    HardLinks m_links;
     FileContents m_contents;
     ItemMetadata m_metadata;
+    bool m_flushesFiles = false;
 };
 
 } // namespace platform

@@ -1,25 +1,15 @@
 #pragma once
 
-#include <string>
+#include "system/platform/files/FileError.h"
+
+#include <optional>
 
 namespace platform {
 
-/// Removes items one by one, taking the write protection off folders where needed. What is gone
-/// already counts as removed. On failure errno tells why, and what is left stays where it is.
-class TreeRemoval
-{
-public:
-    /// Removes the item `name` of an open folder with everything in it.
-    bool removeItem(int parent, const char *name);
-
-    /// Removes everything in an open folder.
-    bool removeContents(int folder);
-
-    /// The item that could not be removed, as a path below the folder; empty for that itself.
-    const std::string &failedPath() const { return m_failedPath; }
-
-private:
-    std::string m_failedPath;
-};
+/// Removes the item `name` of an open folder with everything in it, one by one, taking the write
+/// protection off folders where needed, but nothing on a disk that is mounted there. What is gone
+/// already counts as removed. On failure what is left stays where it is; the error's item is a
+/// path below the item, empty for that itself, and errno is set.
+std::optional<FileError> removeTree(int parent, const char *name);
 
 } // namespace platform

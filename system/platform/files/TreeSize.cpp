@@ -1,5 +1,6 @@
 #include "system/platform/files/TreeSize.h"
 
+#include "system/platform/files/Progress.h"
 #include "system/platform/files/TreeWalker.h"
 
 #include <fcntl.h>
@@ -8,41 +9,48 @@ namespace platform {
 
 namespace {
 
-std::uint64_t sizeOf(const struct stat &status)
+void add(const struct stat &status, TreeMeasure &measure)
 {
-    return static_cast<std::uint64_t>(status.st_size);
+    const auto size = static_cast<std::uint64_t>(status.st_size);
+    ++measure.items;
+    measure.bytes += size;
+    measure.fileBytes += S_ISREG(status.st_mode) ? size : 0;
 }
 
-// The size of what the event is about, itself only.
-std::uint64_t visitedSize(const TreeWalker &walker)
+// Adds what the event is about, itself only.
+void addVisited(const TreeWalker &walker, TreeMeasure &measure)
 {
     struct stat status = {};
     switch (walker.event()) {
     case TreeWalker::Event::Item:
-    case TreeWalker::Event::Blocked: {
-        const bool isThere =
-            ::fstatat(walker.folder(), walker.name(), &status, AT_SYMLINK_NOFOLLOW) == 0;
-        return isThere ? sizeOf(status) : 0;
-    }
+    case TreeWalker::Event::Blocked:
+        if (::fstatat(walker.folder(), walker.name(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+            add(status, measure);
+        }
+        return;
     case TreeWalker::Event::Enter:
-        return sizeOf(walker.status());
+        return add(walker.status(), measure);
     case TreeWalker::Event::Leave:
     case TreeWalker::Event::Failed:
-        break;
+        return;
     }
-    return 0;
 }
 
 } // namespace
 
-std::uint64_t treeSize(int folder)
+TreeMeasure measureTree(int folder)
 {
-    std::uint64_t size = 0;
-    TreeWalker walker(folder);
-    while (walker.next()) {
-        size += visitedSize(walker);
+    TreeMeasure measure;
+    const FileDescriptor top(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!top.isOpen()) {
+        return measure;
     }
-    return size;
+    TreeWalker walker(top.get());
+    while (walker.next()) {
+        addVisited(walker, measure);
+        Work::advance(0, 0);
+    }
+    return measure;
 }
 
 } // namespace platform

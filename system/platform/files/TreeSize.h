@@ -4,8 +4,15 @@
 
 namespace platform {
 
-/// The sum of the sizes in bytes of every item below an open folder. What cannot be read is left
-/// out.
-std::uint64_t treeSize(int folder);
+/// What lies below a folder; what cannot be read is left out.
+struct TreeMeasure
+{
+    std::uint64_t items = 0;
+    std::uint64_t bytes = 0;     ///< of every item, each with its own size whatever its kind
+    std::uint64_t fileBytes = 0; ///< of plain files alone
+};
+
+/// Measures everything below an open folder, which is read from its beginning.
+TreeMeasure measureTree(int folder);
 
 } // namespace platform

@@ -4,6 +4,7 @@
 
 #include <QTest>
 
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,7 +39,7 @@ void FileManagerTest::namesInAnyEncoding()
         QCOMPARE(QByteArray::fromStdString(bytesFromPath(text)), name);
         const QByteArray host = m_volume.host("/Folder/").toUtf8() + name;
         QCOMPARE(::mkdir(host.constData(), 0700), 0);
-        QCOMPARE(m_manager.subpathsAtPath("/Folder"), QStringList({text}));
+        QCOMPARE(m_manager.contentsOfDirectoryAtPath("/Folder"), QStringList({text}));
         QVERIFY(m_manager.fileExistsAtPath("/Folder/" + text));
         QVERIFY(m_manager.removeItemAtPath("/Folder/" + text, nullptr));
         QVERIFY(::access(host.constData(), F_OK) != 0);
@@ -53,8 +54,21 @@ void FileManagerTest::contents()
     QCOMPARE(m_manager.contentsAtPath("/absolute", 1000), QByteArray("x"));
     QVERIFY(!m_manager.contentsAtPath("/absolute", 0) && !m_manager.contentsAtPath("/host", 1000));
     QCOMPARE(m_manager.contentsOfDirectoryAtPath("/")->size(), 3);
-    QVERIFY(!m_manager.contentsOfDirectoryAtPath("/there") && !m_manager.subpathsAtPath("/there"));
-    QCOMPARE(m_manager.attributesOfItemAtPath("/there")->fileSize, 1u);
+    QVERIFY(!m_manager.contentsOfDirectoryAtPath("/there"));
+
+    // What is no plain file is not even opened: a device may act on that.
+    const QByteArray pipe = m_volume.host("/pipe").toUtf8();
+    QCOMPARE(::mkfifo(pipe.constData(), 0600), 0);
+    const platform::FileDescriptor events(::inotify_init1(IN_NONBLOCK));
+    QVERIFY(::inotify_add_watch(events.get(), pipe.constData(), IN_OPEN) >= 0);
+    QVERIFY(!m_manager.contentsAtPath("/pipe", 1000));
+    char event = 0;
+    QVERIFY(::read(events.get(), &event, 1) < 0 && errno == EAGAIN);
+    QDir().mkpath(m_volume.host("/folder/.hidden"));
+    QVERIFY(m_manager.directoryHasContents("/") && m_manager.directoryHasContents("/folder"));
+    for (const char *path : {"/folder/.hidden", "/there", "/none"}) {
+        QVERIFY2(!m_manager.directoryHasContents(path), path);
+    }
 }
 
 void FileManagerTest::dates()

@@ -66,9 +66,10 @@ QStringList CopyKillTest::unexpectedNames() const
 {
     QStringList names = m_scratch.names();
     names.removeIf([this](const QString &name) {
-        const auto attributes = m_scratch.files().attributes(m_scratch.path(name.toStdString()));
+        struct stat status = {};
+        ::lstat(m_scratch.path(name.toStdString()).c_str(), &status);
         return name == "tree" || name == "copy" ||
-               (name.startsWith(".tarnwell-") && (attributes->mode & 0777U) == 0700U);
+               (name.startsWith(".tarnwell-") && (status.st_mode & 0777U) == 0700U);
     });
     return names;
 }
@@ -88,8 +89,8 @@ void CopyKillTest::copies()
         if (isThere(m_scratch.path("copy"))) {
             ++complete;
             QCOMPARE(difference(m_tree, snapshot(m_scratch.path("copy"))), QString());
-            QCOMPARE(m_scratch.names(), QStringList({"copy", "tree"}));
-            QVERIFY(removeCopy());
+            QVERIFY(removeCopy()); // and what was left beside it
+            QCOMPARE(m_scratch.names(), QStringList({"tree"}));
         }
     }
     qInfo("%d of %d were complete, %d left something that was cleared", complete, rounds,

@@ -34,9 +34,8 @@ private:
     /// nothing.
     QString copyOriginal(const std::string &destination, const std::string &name = {}) const
     {
-        std::string error;
-        m_source.files().copy(m_source.path("tree" + name), destination, error);
-        return QString::fromStdString(error);
+        const auto error = m_source.files().copy(m_source.path("tree" + name), destination);
+        return error ? QString::fromStdString(error->description()) : QString();
     }
 
     ScratchFolder m_source;
@@ -136,6 +135,7 @@ void CopyTest::deepTree()
     const ScratchFolder scratch;
     const std::string name(100, 'd');
     makeFolder(scratch.path("source"));
+    std::string deepest;
     platform::FileDescriptor folder(::open(scratch.path("source").c_str(), O_RDONLY | O_DIRECTORY));
     for (int i = 0; i < levels; ++i) {
         QCOMPARE(::mkdirat(folder.get(), name.c_str(), 0755), 0);
@@ -144,20 +144,16 @@ void CopyTest::deepTree()
         const platform::FileDescriptor file(
             ::openat(folder.get(), "file", O_WRONLY | O_CREAT, 0644));
         QCOMPARE(::write(file.get(), "12345", 5), 5);
+        deepest += name + '/';
     }
     folder.reset();
+    deepest += "file";
 
     rlimit limit = {};
     ::getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit few = {256, limit.rlim_max};
+    const rlimit few = {50, limit.rlim_max};
     ::setrlimit(RLIMIT_NOFILE, &few);
     const QString copyError = scratch.copy("source", "copy");
-    std::string deepest;
-    int count = 0;
-    scratch.files().visitSubpaths(scratch.path("copy"), [&](std::string_view path) {
-        ++count;
-        deepest = path.size() > deepest.size() ? path : deepest;
-    });
     const std::uint64_t sourceSize = scratch.files().totalSize(scratch.path("source"));
     const std::uint64_t copySize = scratch.files().totalSize(scratch.path("copy"));
     const auto attributes = scratch.files().attributes(scratch.path("copy/" + deepest));
@@ -169,8 +165,6 @@ void CopyTest::deepTree()
     ::setrlimit(RLIMIT_NOFILE, &limit);
 
     QCOMPARE(copyError, "");
-    QCOMPARE(count, 2 * levels);
-    QCOMPARE(deepest.size(), levels * (name.size() + 1) + 4);
     QVERIFY(attributes && attributes->size == 5);
     QVERIFY(sourceSize >= levels * 5U);
     QCOMPARE(copySize, sourceSize);

@@ -3,7 +3,40 @@
 #include <QProcess>
 #include <QTest>
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
 #include <csignal>
+#include <map>
+#include <string>
+#include <utility>
+
+namespace {
+
+bool s_listsTwice = false;
+
+} // namespace
+
+// Takes the place of the C library's.
+ssize_t getdents64(int folder, void *buffer, size_t size) noexcept
+{
+    static std::map<int, std::string> listed;
+    const ssize_t length = ::syscall(SYS_getdents64, folder, buffer, size);
+    if (length > 0 && s_listsTwice) {
+        listed[folder].assign(static_cast<char *>(buffer), size_t(length));
+    }
+    if (length != 0 || !s_listsTwice) {
+        return length;
+    }
+    const std::string again = std::exchange(listed[folder], {});
+    std::ranges::copy(again, static_cast<char *>(buffer));
+    return ssize_t(again.size());
+}
 
 /// Copies that must fail, and leave nothing behind, and copies that must not.
 class FaultTest : public QObject
@@ -16,8 +49,11 @@ private slots:
     void fullDisk_data();
     void fullDisk();
     void itemsThatMove();
+    void itemsListedTwice();
     void fileThatGrows();
     void severalAtOnce();
+    void locks();
+    void foreignItemsAtHiddenName();
 };
 
 void FaultTest::refusals()
@@ -54,9 +90,8 @@ void FaultTest::refusals()
                  qPrintable(refusal.words + " against " + error));
         QCOMPARE(difference(before, snapshot(scratch.path())), QString());
     }
-    std::string error;
-    QVERIFY(!scratch.files().copy(scratch.path("tree"), "/", error));
-    QVERIFY2(error.find("could not be copied") != std::string::npos, error.c_str());
+    const auto error = scratch.files().copy(scratch.path("tree"), "/");
+    QVERIFY(error && error->description().find("could not be copied") != std::string::npos);
 }
 
 void FaultTest::unreadableFile()
@@ -147,6 +182,20 @@ void FaultTest::itemsThatMove()
     QCOMPARE(scratch.names(), QStringList({"tree"}));
 }
 
+// As on a disk that counts its entries, when others come into the folder while it is read.
+void FaultTest::itemsListedTwice()
+{
+    const ScratchFolder scratch;
+    makeOddTree(scratch.path("tree"));
+    snapshot(scratch.path("tree")); // which gives links the access times that they keep
+    const Snapshot before = snapshot(scratch.path("tree"));
+    s_listsTwice = true;
+    const QString error = scratch.copy("tree", "copy");
+    s_listsTwice = false;
+    QCOMPARE(error, "");
+    QCOMPARE(difference(before, snapshot(scratch.path("copy"))), QString());
+}
+
 void FaultTest::fileThatGrows()
 {
     const ScratchFolder scratch(ScratchFolder::Medium::Memory);
@@ -190,6 +239,104 @@ void FaultTest::severalAtOnce()
         QCOMPARE(scratch.names(), QStringList({"copy", "tree"}));
         QCOMPARE(scratch.remove("copy"), "");
     }
+}
+
+// An item and its backups are one process's at a time. What another program locks is its own.
+void FaultTest::locks()
+{
+    const ScratchFolder scratch;
+    makePlainTree(scratch.path("tree"), 10);
+    makePlainTree(scratch.path("other"), 10);
+    const platform::FileDescriptor folder(::open(scratch.path("tree").c_str(), O_RDONLY));
+    QCOMPARE(::flock(folder.get(), LOCK_EX), 0);
+    std::array<int, 2> ends = {-1, -1};
+    QCOMPARE(::pipe(ends.data()), 0);
+    const int other = start([&] {
+        platform::LocationLock lock;
+        return !scratch.files().lock(scratch.path("tree.bak"), lock) &&
+               scratch.remove("tree").isEmpty() && ::write(ends[1], "!", 1) == 1 && ::pause() == 0;
+    });
+    char told = 0;
+    QCOMPARE(::read(ends[0], &told, 1), 1);
+    const QString reason = "it is being copied or removed by another process.";
+    QVERIFY(scratch.copy("other", "tree").endsWith(reason));
+    QVERIFY(scratch.remove("tree.bak").endsWith(reason));
+    QCOMPARE(scratch.copy("other", "other.bak"), "");
+    ::kill(other, SIGKILL);
+    waitFor(other);
+    QCOMPARE(scratch.names(), QStringList({"other", "other.bak"}));
+    QCOMPARE(scratch.copy("other", "tree"), "");
+
+    // A lease is asked for with a signal and given up.
+    writeFile(scratch.path("leased"), "kept");
+    const int holder = start([&] {
+        static const platform::FileDescriptor leased(
+            ::open(scratch.path("leased").c_str(), O_RDWR));
+        ::signal(SIGIO, [](int) { ::fcntl(leased.get(), F_SETLEASE, F_UNLCK); });
+        ::fcntl(leased.get(), F_SETLEASE, F_WRLCK);
+        return ::write(ends[1], "!", 1) == 1 && ::pause() == 0;
+    });
+    QCOMPARE(::read(ends[0], &told, 1), 1);
+    QCOMPARE(scratch.copy("leased", "leased.bak"), "");
+    ::kill(holder, SIGKILL);
+    waitFor(holder);
+}
+
+// Only leftovers of our own are cleared. Anything else with such a name stays, and hinders nothing.
+void FaultTest::foreignItemsAtHiddenName()
+{
+    using Plant = std::function<void(const std::string &)>;
+    const Plant plants[] = {[](const std::string &path) { writeFile(path, "kept"); },
+                            [](const std::string &path) { ::mkfifo(path.c_str(), 0644); },
+                            [](const std::string &path) { makeLink("tree", path); },
+                            [](const std::string &path) { // not marked
+                                makeFolder(path, 0700);
+                                makePlainTree(path + "/item", 10);
+                            },
+                            [](const std::string &path) { // marked, and with more in it
+                                makeFolder(path, 0700);
+                                writeFile(path + "/tarnwell.txt", "");
+                                writeFile(path + "/letter", "kept");
+                            },
+                            [](const std::string &path) { // another user's
+                                makeFolder(path, ::geteuid() == 0 ? 0700 : 0);
+                                writeFile(path + "/tarnwell.txt", "");
+                                if (::geteuid() == 0) {
+                                    setOwner(path, 1234, 1234);
+                                }
+                            }};
+    const std::string hidden = ".tarnwell-" + platform::locationHash("tree");
+    for (const Plant &plant : plants) {
+        const ScratchFolder scratch;
+        makePlainTree(scratch.path("tree"), 10);
+        plant(scratch.path(hidden + ".0"));
+        plant(scratch.path(hidden + ".1"));
+        snapshot(scratch.path());
+        const Snapshot before = snapshot(scratch.path());
+        QCOMPARE(scratch.copy("tree", "tree.bak"), "");
+        QCOMPARE(scratch.remove("tree"), "");
+        QCOMPARE(scratch.copy("tree.bak", "tree"), "");
+        QCOMPARE(scratch.remove("tree.bak"), "");
+        Snapshot after = snapshot(scratch.path());
+        after[""] = before.at(""); // its date
+        QCOMPARE(difference(before, after), QString());
+    }
+
+    // A disk that is mounted there is not emptied, and what is left beyond it is cleared.
+    const ScratchFolder scratch;
+    makePlainTree(scratch.path("tree"), 10);
+    makeFolder(scratch.path(hidden + ".1"), 0700);
+    writeFile(scratch.path(hidden + ".1/tarnwell.txt"), "");
+    makePlainTree(scratch.path(hidden + ".1/item"), 10);
+    const MountedFolder disk(scratch.path(hidden + ".0"), "size=1m,mode=700");
+    if (!disk.isMounted()) {
+        QSKIP("only root may mount a file system");
+    }
+    writeFile(scratch.path(hidden + ".0/tarnwell.txt"), "");
+    writeFile(scratch.path(hidden + ".0/item"), "kept");
+    QCOMPARE(scratch.copy("tree", "tree.bak"), "");
+    QCOMPARE(scratch.names(hidden + ".0"), QStringList({"item", "tarnwell.txt"}));
+    QCOMPARE(scratch.names().size(), 3);
 }
 
 QTEST_GUILESS_MAIN(FaultTest)

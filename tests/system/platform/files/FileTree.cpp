@@ -108,9 +108,9 @@ void setOldDates(const std::string &path)
     }
 }
 
-QString errorOf(bool isDone, const std::string &error)
+QString description(const std::optional<platform::FileError> &error)
 {
-    return isDone ? QString() : error.empty() ? "no error" : QString::fromStdString(error);
+    return error ? QString::fromStdString(error->description()) : QString();
 }
 
 } // namespace
@@ -145,14 +145,12 @@ QStringList ScratchFolder::names(const std::string &folder) const
 
 QString ScratchFolder::copy(const std::string &source, const std::string &destination) const
 {
-    std::string error;
-    return errorOf(m_files.copy(path(source), path(destination), error), error);
+    return description(m_files.copy(path(source), path(destination)));
 }
 
 QString ScratchFolder::remove(const std::string &name) const
 {
-    std::string error;
-    return errorOf(m_files.remove(path(name), error), error);
+    return description(m_files.remove(path(name)));
 }
 
 MountedFolder::MountedFolder(std::string path, const std::string &options) : m_path(std::move(path))
@@ -218,7 +216,8 @@ void makeOddTree(const std::string &path)
     writeFile(path + "/large", std::string(3'000'001, 'x'));
     writeFile(path + "/secret", "for me alone");
     ::setxattr((path + "/secret").c_str(), "user.note", "mine", 4, 0);
-    ::chmod((path + "/secret").c_str(), 0400);
+    QProcess::execute("setfacl", {"-m", "u:1234:r", QString::fromStdString(path + "/secret")});
+    ::chmod((path + "/secret").c_str(), 0440); // nobody may write to it, its owner included
     writeFile(path + "/program", "#!");
     ::chmod((path + "/program").c_str(), 06755);
     makeLink("program", path + "/link");

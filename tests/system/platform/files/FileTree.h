@@ -4,6 +4,8 @@
 
 #include <QStringList>
 
+#include <sys/stat.h>
+
 #include <functional>
 #include <map>
 #include <string>
