@@ -1,50 +1,29 @@
 #include "system/platform/PropertyList.h"
 
-#include "system/platform/PropertyListCheck.h"
+#include "system/platform/BinaryPropertyList.h"
+#include "system/platform/PropertyListTexts.h"
+#include "system/platform/XmlPropertyList.h"
 
-#include <plist/plist.h>
+#include <algorithm>
 
 namespace platform {
 
-namespace {
-
-constexpr quint64 longestText = 64ULL * 1024; // bytes; a longer one would keep the window busy
-
-} // namespace
-
-void PropertyList::NodeDeleter::operator()(void *node) const
+PropertyList::PropertyList(const QByteArray &bytes, std::span<const std::string_view> keys)
+    : m_keys(keys)
 {
-    plist_free(node);
-}
-
-PropertyList::PropertyList(const QByteArray &bytes)
-{
-    if (!isModestPropertyList(bytes)) {
-        return;
-    }
-    plist_t node = nullptr;
-    plist_from_memory(bytes.constData(), uint32_t(bytes.size()), &node);
-    m_dictionary.reset(node);
-    if (node && plist_get_node_type(node) != PLIST_DICT) {
-        m_dictionary.reset();
+    PropertyListTexts texts(keys);
+    const bool isRead = isBinaryPropertyList(bytes) ? readBinaryPropertyList(bytes, texts)
+                                                    : readXmlPropertyList(bytes, texts);
+    if (isRead) {
+        m_texts = texts.take();
     }
 }
 
-QString PropertyList::text(const QString &key) const
+QString PropertyList::text(std::string_view key) const
 {
-    const plist_t value =
-        m_dictionary ? plist_dict_get_item(m_dictionary.get(), key.toUtf8()) : nullptr;
-    if (!value || plist_get_node_type(value) != PLIST_STRING) {
-        return {};
-    }
-    uint64_t length = 0;
-    const char *const bytes = plist_get_string_ptr(value, &length);
-    if (length > longestText) {
-        return {};
-    }
-    const QString text = QString::fromUtf8(bytes, qsizetype(length));
-    // No name of a file can hold a NUL.
-    return text.contains(QChar::Null) ? QString() : text;
+    const auto found = std::find(m_keys.begin(), m_keys.end(), key);
+    const auto index = std::size_t(found - m_keys.begin());
+    return index < m_texts.size() ? m_texts[index] : QString();
 }
 
 } // namespace platform
