@@ -2,6 +2,7 @@
 #include "system/LocationCandidates.h"
 #include "system/platform/FileManager.h"
 #include "system/platform/Workspace.h"
+#include "system/platform/files/LookupMemory.h"
 
 #include <algorithm>
 
@@ -23,8 +24,8 @@ void reset(Path &location)
 /// gives no short version.
 QString versionText(const PropertyList &info)
 {
-    const QString shortVersion = info.text(QStringLiteral("CFBundleShortVersionString"));
-    const QString buildVersion = info.text(QStringLiteral("CFBundleVersion"));
+    const QString shortVersion = info.text("CFBundleShortVersionString");
+    const QString buildVersion = info.text("CFBundleVersion");
     const bool saysMore = !buildVersion.trimmed().isEmpty() && buildVersion != shortVersion;
     return shortVersion.isNull() || !saysMore
                ? shortVersion
@@ -65,16 +66,14 @@ void App::loadDetails()
         if (!version.isNull()) {
             setVersion(version);
         }
-        m_bundle->discardInfoDictionary(); // nothing asks for it again
     }
 
+    const platform::LookupMemory memory; // of the folders that several candidates lie in
     const LocationCandidates candidates(m_name, m_identifier);
     findLocation(m_prefs, candidates.prefs(),
                  [&](const QString &path) { return fileManager.fileExistsAtPath(path); });
     findBackup(m_prefs, fileManager);
-    findLocation(m_data, candidates.data(), [&](const QString &path) {
-        const auto contents = fileManager.contentsOfDirectoryAtPath(path);
-        return contents && !contents->isEmpty();
-    });
+    findLocation(m_data, candidates.data(),
+                 [&](const QString &path) { return fileManager.directoryHasContents(path); });
     findBackup(m_data, fileManager);
 }

@@ -2,9 +2,11 @@
 
 #include "model/App.h"
 #include "system/platform/Task.h"
+#include "system/platform/files/Progress.h"
 
 using platform::Bundle;
 using platform::Task;
+using platform::Work;
 
 QStringList applicationPaths()
 {
@@ -18,13 +20,14 @@ QStringList applicationPaths()
 
 std::shared_ptr<App> appAtPath(const QString &path)
 {
+    if (Work::isGivenUp()) {
+        return nullptr;
+    }
+    Work::advance(1, 0);
     const auto bundle = Bundle::bundleWithPath(path);
-    const QString name =
-        bundle ? bundle->infoDictionary().text(QStringLiteral("CFBundleName")) : QString();
+    const QString name = bundle ? bundle->infoDictionary().text("CFBundleName") : QString();
     if (name.isNull()) {
         return nullptr;
     }
-    auto app = std::make_shared<App>(name, path, bundle);
-    bundle->discardInfoDictionary(); // of thousands of applications few are ever selected
-    return app;
+    return std::make_shared<App>(name, path, bundle);
 }

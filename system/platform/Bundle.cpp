@@ -1,13 +1,16 @@
 #include "system/platform/Bundle.h"
 
 #include "system/platform/FileManager.h"
-#include "system/platform/PropertyList.h"
 
 namespace platform {
 
 namespace {
 
-constexpr qint64 largestInfoFile = 4LL * 1024 * 1024; // bytes; no real one comes near it
+constexpr qint64 largestInfoFile = 512LL * 1024; // bytes; no real one comes near it
+
+constexpr std::array<std::string_view, 6> infoKeys = {
+    "CFBundleName",    "CFBundleIdentifier", "CFBundleShortVersionString",
+    "CFBundleVersion", "CFBundleExecutable", "CFBundleIconFile"};
 
 /// A file's name as a dictionary gives it, or null when it would lead to another folder.
 QString plainName(const QString &name)
@@ -18,6 +21,15 @@ QString plainName(const QString &name)
 
 } // namespace
 
+// The last two are of an application made for another kind of device: what is seen of it wraps the
+// real one.
+const std::array<Bundle::Layout, 5> Bundle::layouts = {
+    {{"/Contents", "/MacOS/", "/Resources/"},
+     {"/Resources", "/MacOS/", "/"},
+     {"", "/MacOS/", "/Resources/"},
+     {"/WrappedBundle/Contents", "/MacOS/", "/Resources/"},
+     {"/WrappedBundle", "/", "/"}}};
+
 std::shared_ptr<Bundle> Bundle::bundleWithPath(const QString &path)
 {
     return path.isEmpty() ? nullptr : std::shared_ptr<Bundle>(new Bundle(path));
@@ -27,11 +39,11 @@ void Bundle::load() const
 {
     m_loaded = true;
     const FileManager &fileManager = FileManager::defaultManager();
-    for (const char *folder : {"/Contents", "/Resources", ""}) {
-        m_contentsPath = m_path + QLatin1String(folder);
-        const QString infoPath = m_contentsPath + QStringLiteral("/Info.plist");
+    for (const Layout &layout : layouts) {
+        m_layout = &layout;
+        const QString infoPath = contentsPath() + QStringLiteral("/Info.plist");
         if (const auto bytes = fileManager.contentsAtPath(infoPath, largestInfoFile)) {
-            m_infoDictionary = PropertyList(*bytes);
+            m_infoDictionary = PropertyList(*bytes, infoKeys);
             return;
         }
         if (fileManager.fileExistsAtPath(infoPath)) {
@@ -48,31 +60,31 @@ const PropertyList &Bundle::infoDictionary() const
     return m_infoDictionary;
 }
 
-void Bundle::discardInfoDictionary()
+QString Bundle::contentsPath() const
 {
-    m_loaded = false;
-    m_infoDictionary = PropertyList();
-    m_contentsPath.clear();
+    return m_path + QLatin1String(m_layout->contents);
 }
 
 QString Bundle::executablePath() const
 {
-    const QString name = plainName(infoDictionary().text(QStringLiteral("CFBundleExecutable")));
-    return name.isNull() ? QString() : m_contentsPath + QStringLiteral("/MacOS/") + name;
+    const QString name = plainName(infoDictionary().text("CFBundleExecutable"));
+    return name.isNull() ? QString() : contentsPath() + QLatin1String(m_layout->executables) + name;
 }
 
-QString Bundle::iconPath() const
+QStringList Bundle::iconPaths() const
 {
-    QString name = plainName(infoDictionary().text(QStringLiteral("CFBundleIconFile")));
+    const QString name = plainName(infoDictionary().text("CFBundleIconFile"));
     if (name.isNull()) {
         return {};
     }
-    if (!name.endsWith(QLatin1String(".icns"))) {
-        name += QLatin1String(".icns");
+    const QString path = contentsPath() + QLatin1String(m_layout->resources) + name;
+    const auto hasExtension = [&](const char *extension) {
+        return name.endsWith(QLatin1String(extension), Qt::CaseInsensitive);
+    };
+    if (hasExtension(".icns") || hasExtension(".png")) {
+        return {path};
     }
-    const bool insideResources = m_contentsPath.endsWith(QLatin1String("/Resources"));
-    return m_contentsPath +
-           (insideResources ? QStringLiteral("/") : QStringLiteral("/Resources/")) + name;
+    return {path + QStringLiteral(".icns"), path + QStringLiteral(".png"), path};
 }
 
 } // namespace platform

@@ -59,7 +59,8 @@ void TestVolume::writeBundle(const QString &path, const QMap<QString, QString> &
     QString dictionary;
     for (auto entry = info.begin(); entry != info.end(); ++entry) {
         dictionary += QStringLiteral("<key>%1</key><string>%2</string>")
-                          .arg(entry.key(), entry.value().toHtmlEscaped());
+                          .arg(entry.key(), entry.value().toHtmlEscaped().replace(
+                                                '\r', QLatin1String("&#13;"))); // else a line feed
     }
     write(
         path + QStringLiteral("/Contents/Info.plist"),

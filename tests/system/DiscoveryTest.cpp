@@ -1,6 +1,7 @@
 #include "system/Discovery.h"
 #include "model/App.h"
 #include "system/LocationCandidates.h"
+#include "system/platform/FileManager.h"
 #include "system/platform/Task.h"
 #include "tests/support/TestVolume.h"
 
@@ -8,6 +9,8 @@
 #include <QRandomGenerator>
 #include <QTest>
 
+#include <filesystem>
+#include <fstream>
 #include <sys/fsuid.h>
 #include <unistd.h>
 
@@ -22,6 +25,7 @@ private slots:
     void bundlesWithAName();
     void hostileBundles();
     void theQueryTool();
+    void namesInNoEncoding();
     void runningCheck_data();
     void runningCheck();
     void runningProcess();
@@ -43,9 +47,10 @@ void DiscoveryTest::pathsKept()
         printf '/Applications/B.app\n/System/Library/CoreServices/C.app\n/Applications/A.app\r\n'
         printf '/Applications/Library Tools.app\n/Applications/library tools.app\n'
         printf '/Volumes/X/.Trashes/501/D.app\n/users/anna/.Trash/E.app\n/Caf\303\251\377.app\n')");
-    QCOMPARE(applicationPaths(), QStringList({"/Applications/B.app", "/Applications/A.app", "",
-                                              "/Applications/library tools.app",
-                                              QString::fromUtf8("/Café\uFFFD.app"), ""}));
+    QCOMPARE(applicationPaths(),
+             QStringList({"/Applications/B.app", "/Applications/A.app", "",
+                          "/Applications/library tools.app",
+                          QString::fromUtf8("/Café") + QChar(0xDCFF) + ".app", ""}));
 }
 
 void DiscoveryTest::failingTools()
@@ -131,9 +136,25 @@ void DiscoveryTest::theQueryTool()
     m_volume.writeBundle("/Applications/B.app/Contents/Inner.app", {});
     m_volume.writeBundle("/Applications/Folder/A.APP", {});
     m_volume.writeBundle("/Users/anna/Desktop/C.app", {});
-    m_volume.writeBundle("/Other/D.app", {});
+    m_volume.writeBundle("/Applications (Old)/D.app", {});
+    m_volume.writeBundle("/opt/E.app", {});
+    m_volume.writeBundle("/System/Applications/F.app", {});
+    m_volume.writeBundle("/Volumes/Stick/G.app", {});
+    // A Mac's disk in two volumes: this one holds what is seen at the root, once.
+    const QString data = "/System/Volumes/Data";
+    m_volume.writeBundle(data + "/Applications/B.app", {});
+    m_volume.writeBundle(data + "/Applications/H.app", {{"CFBundleName", "H"}});
+    m_volume.writeBundle(data + "/Users/anna/I.app", {});
+    // What an index does not know, or discovery never asks for.
+    for (const QString folder : {"/Applications/.hidden", "/Applications/Old.noindex",
+                                 "/Users/anna/Pictures.photoslibrary", "/Applications/X.framework",
+                                 "/Applications/Y.PLUGIN", "/Library/Z", "/Users/anna/Library",
+                                 "/Applications/Library Tools", "/Users/anna/.Trash",
+                                 "/private/var", "/System/Volumes/Update", "/usr/local"}) {
+        m_volume.writeBundle(folder + "/None.app", {});
+    }
     m_volume.writeBundle("/Applications/Line\nbreak.app", {});
-    QFile::link(m_volume.host("/Other"), m_volume.host("/Applications/link"));
+    QFile::link(m_volume.host("/opt"), m_volume.host("/Applications/link"));
     QFile::link("/", m_volume.host("/Applications/host.app"));
 
     QProcess tool;
@@ -141,8 +162,32 @@ void DiscoveryTest::theQueryTool()
                {"kMDItemKind=Application"});
     QVERIFY(tool.waitForFinished());
     QCOMPARE(tool.exitCode(), 0);
-    QCOMPARE(tool.readAllStandardOutput(),
-             "/Applications/B.app\n/Applications/Folder/A.APP\n/Users/anna/Desktop/C.app\n");
+    QCOMPARE(QString(tool.readAllStandardOutput()).split('\n'),
+             QStringList({"/Applications/B.app", "/Applications/Folder/A.APP",
+                          "/Applications (Old)/D.app", "/System/Applications/F.app",
+                          "/Users/anna/Desktop/C.app", "/Volumes/Stick/G.app", "/opt/E.app",
+                          "/Applications/H.app", "/Users/anna/I.app", ""}));
+    QVERIFY(appAtPath("/Applications/H.app"));
+}
+
+void DiscoveryTest::namesInNoEncoding()
+{
+    // Latin-1 beside UTF-8, as from an old archive.
+    const QByteArray name = "Caf\xc3\xa9/Gr\xf6\xdf"
+                            "e.app";
+    const std::string contents =
+        (m_volume.host("/Applications/").toUtf8() + name + "/Contents").toStdString();
+    std::filesystem::create_directories(contents);
+    std::ofstream(contents + "/Info.plist")
+        << "<plist><dict><key>CFBundleName</key><string>A</string></dict></plist>";
+
+    platform::Task::setToolFolder(QCoreApplication::applicationDirPath() + "/../libexec/tarnwell");
+    const QStringList paths = applicationPaths();
+    QCOMPARE(paths.size(), 2);
+    QVERIFY(paths[0].startsWith(QString::fromUtf8("/Applications/Café/Gr")));
+    const auto record = appAtPath(paths[0]);
+    QVERIFY(record);
+    QVERIFY(platform::FileManager::defaultManager().directorySize(record->path()) > 0.0F);
 }
 
 void DiscoveryTest::runningCheck_data()
@@ -162,6 +207,11 @@ void DiscoveryTest::runningCheck_data()
     QTest::newRow("failing tool") << "/Applications/Foo.app" << foo + "; exit 1" << false;
     QTest::newRow("a foreign byte elsewhere") << "/Applications/Foo.app"
                                               << "printf '\\377\\n'; " + foo << true;
+    const QString cafe = QString::fromUtf8("/Café.app");
+    QTest::newRow("a foreign byte beside")
+        << cafe << QByteArray("printf 'open %s \\377\\n' '") + cafe.toUtf8() + '\'' << true;
+    QTest::newRow("a foreign byte inside") << QString("/A") + QChar(0xDCFF) + ".app"
+                                           << QByteArray("printf '/A\\377.app/x\\n'") << true;
 }
 
 void DiscoveryTest::runningCheck()
