@@ -45,16 +45,22 @@ bool isOneOf(const Kinds &kinds, QByteArrayView kind)
     return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
 }
 
-/// The width times the height of a PNG image; nothing when the format has none so large.
-std::optional<qint64> pngPixels(QByteArrayView png)
+/// The size of a PNG image; nothing when the format has none so large.
+std::optional<QSize> pngSize(QByteArrayView png)
 {
     if (png.size() < 24) {
         return std::nullopt;
     }
     const quint32 width = numberAt(png, 16);
     const quint32 height = numberAt(png, 20);
-    return width <= largestImage && height <= largestImage ? std::optional(qint64(width) * height)
-                                                           : std::nullopt;
+    return width <= largestImage && height <= largestImage
+               ? std::optional(QSize(int(width), int(height)))
+               : std::nullopt;
+}
+
+bool isLargerThanKept(QSize size)
+{
+    return size.width() > largestKept || size.height() > largestKept;
 }
 
 /// A PNG image without what it can be drawn without. A few megabytes of compressed remarks would
@@ -84,6 +90,8 @@ QByteArray modestFile(const QByteArray &file)
 {
     constexpr qsizetype header = 8; // of a block, and of the file: kind and length
     QByteArray blocks;
+    QByteArray largerBlocks; // take the longest to decode, for nothing where there is the size kept
+    bool hasLargestKept = false;
     qint64 pixelsLeft = mostPixels;
     qsizetype position = header;
     for (int i = 0; i < mostBlocks && file.size() - position >= header; ++i) {
@@ -101,27 +109,25 @@ QByteArray modestFile(const QByteArray &file)
             }
             continue;
         }
-        const auto pixels = pngPixels(content);
-        if (pixels && *pixels <= pixelsLeft) {
+        const auto size = pngSize(content);
+        const qint64 pixels = size ? qint64(size->width()) * size->height() : 0;
+        if (size && pixels <= pixelsLeft) {
             const QByteArray png = withoutRemarks(content);
-            blocks += kind.toByteArray() + bytesOfNumber(header + png.size()) + png;
-            pixelsLeft -= *pixels;
+            (isLargerThanKept(*size) ? largerBlocks : blocks) +=
+                kind.toByteArray() + bytesOfNumber(header + png.size()) + png;
+            pixelsLeft -= pixels;
+            hasLargestKept = hasLargestKept || *size == QSize(largestKept, largestKept);
         }
+    }
+    if (!hasLargestKept) {
+        blocks += largerBlocks;
     }
     return "icns" + bytesOfNumber(header + blocks.size()) + blocks;
 }
 
-} // namespace
-
-QList<QImage> iconImages(const QByteArray &bytes)
+/// The images of a reader that differ in size, none larger than what is kept.
+QList<QImage> imagesOf(QImageReader &reader)
 {
-    if (!bytes.startsWith("icns")) {
-        return {};
-    }
-    QBuffer buffer;
-    buffer.setData(modestFile(bytes));
-    buffer.open(QIODevice::ReadOnly);
-    QImageReader reader(&buffer, "icns");
     reader.setAutoDetectImageFormat(false);
     QImageReader::setAllocationLimit(largestAllocation); // of every reader in the process
     QList<QImage> images;
@@ -129,7 +135,7 @@ QList<QImage> iconImages(const QByteArray &bytes)
     for (int i = 0; i < count; ++i) {
         reader.jumpToImage(i);
         QImage image = reader.read();
-        if (image.width() > largestKept || image.height() > largestKept) {
+        if (isLargerThanKept(image.size())) {
             image = image.scaled(largestKept, largestKept, Qt::KeepAspectRatio,
                                  Qt::SmoothTransformation);
         }
@@ -141,6 +147,24 @@ QList<QImage> iconImages(const QByteArray &bytes)
         }
     }
     return images;
+}
+
+} // namespace
+
+QList<QImage> iconImages(const QByteArray &bytes)
+{
+    const bool isPng = bytes.startsWith(pngStart);
+    if (!isPng && !bytes.startsWith("icns")) {
+        return {};
+    }
+    if (isPng && !pngSize(bytes)) {
+        return {};
+    }
+    QBuffer buffer;
+    buffer.setData(isPng ? withoutRemarks(bytes) : modestFile(bytes));
+    buffer.open(QIODevice::ReadOnly);
+    QImageReader reader(&buffer, isPng ? "png" : "icns");
+    return imagesOf(reader);
 }
 
 } // namespace platform

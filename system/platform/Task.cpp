@@ -1,6 +1,8 @@
 #include "system/platform/Task.h"
 
+#include "system/platform/PathEncoding.h"
 #include "system/platform/files/FileDescriptor.h"
+#include "system/platform/files/Progress.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -8,6 +10,7 @@
 #include <QProcess>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +21,7 @@ namespace platform {
 
 namespace {
 
+constexpr int reportInterval = 1; // milliseconds; assistive technology asks one thing at a time
 constexpr qsizetype largestOutput = qsizetype{64} * 1024 * 1024; // bytes; 250,000 long paths
 
 QString &toolFolder()
@@ -43,11 +47,28 @@ bool isNewline(QChar character)
     }
 }
 
+// Waits until there is something to read, and lets whoever watches the work have a turn meanwhile.
+void waitFor(int pipe)
+{
+    pollfd input = {pipe, POLLIN, 0};
+    while (Work::isObserved() && !Work::isGivenUp()) {
+        const int ready = ::poll(&input, 1, reportInterval);
+        if (ready > 0 || (ready < 0 && errno != EINTR)) {
+            return;
+        }
+        Work::wait();
+    }
+}
+
 /// Reads a pipe until nobody can write to it any more; false when that was too much or failed.
 bool readToEnd(int pipe, QByteArray &bytes)
 {
     std::array<char, 64UL * 1024> buffer; // bytes; as much as a pipe holds
     while (bytes.size() <= largestOutput) {
+        waitFor(pipe);
+        if (Work::isGivenUp()) {
+            return false;
+        }
         const ssize_t length = ::read(pipe, buffer.data(), buffer.size());
         if (length == 0) {
             return true;
@@ -69,6 +90,7 @@ void Task::setToolFolder(const QString &folder)
 
 bool Task::run()
 {
+    const Work work(Progress::Activity::Listing);
     m_output.clear();
     m_terminationStatus = -1;
     // A pipe of our own, read to its end: what QProcess reads it gives up when the tool has exited,
@@ -95,7 +117,9 @@ bool Task::run()
     if (!isWhole) {
         process.kill();
     }
-    process.waitForFinished(-1);
+    while (process.state() != QProcess::NotRunning && !process.waitForFinished(reportInterval)) {
+        Work::wait();
+    }
     if (isWhole && process.exitStatus() == QProcess::NormalExit) {
         m_terminationStatus = process.exitCode();
     }
@@ -110,7 +134,8 @@ QStringList Task::outputLines(const QString &launchPath, const QStringList &argu
     if (!task.run() || task.terminationStatus() != 0) {
         return {};
     }
-    return linesOfText(QString::fromUtf8(task.output()));
+    const QByteArray &output = task.output();
+    return linesOfText(pathFromBytes({output.constData(), std::size_t(output.size())}));
 }
 
 QStringList linesOfText(const QString &text)

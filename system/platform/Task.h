@@ -18,8 +18,8 @@ public:
     void setArguments(const QStringList &arguments) { m_arguments = arguments; }
 
     /// Starts the tool, collects everything it writes up to the end of file while it runs, and
-    /// waits for its exit. A tool that writes more than 64 MiB is killed. Answers no when it cannot
-    /// be started.
+    /// waits for its exit. A tool that writes more than 64 MiB, or whose output nobody wants any
+    /// more (Work::isGivenUp), is killed. Answers no when it cannot be started.
     bool run();
 
     /// The tool's exit status; one other than 0 for a tool that was ended by a signal,
@@ -30,8 +30,8 @@ public:
     const QByteArray &output() const { return m_output; }
 
     /// Runs a tool and splits its output into lines; the empty list when the tool cannot be
-    /// started or exits with a status other than 0. Bytes above 127 are read as UTF-8, broken
-    /// sequences as U+FFFD.
+    /// started or exits with a status other than 0. The bytes become text as those of paths
+    /// do (PathEncoding.h), so that a path comes back to the bytes that the tool printed.
     static QStringList outputLines(const QString &launchPath, const QStringList &arguments);
 
     /// Takes the tools from another folder than libexec/tarnwell.

@@ -7,6 +7,7 @@
 #include "system/platform/Task.h"
 #include "system/platform/files/Volume.h"
 
+#include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -19,12 +20,14 @@
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <numeric>
 
 namespace platform {
 
 namespace {
 
 constexpr qint64 largestIconFile = 32LL * 1024 * 1024; // bytes
+constexpr int mostRecentIcons = 32 * 1024;             // KiB of images: the rows of a large screen
 
 const QString fileManagerService = QStringLiteral("org.freedesktop.FileManager1");
 
@@ -34,12 +37,17 @@ enum class FinalLink
     Itself
 };
 
-/// The host's path of the item at a program's path; null when there is nothing.
-QString hostPath(const QString &path, FinalLink link)
+/// The host's path of the item at a program's path; empty when there is nothing.
+std::string hostPath(const QString &path, FinalLink link)
 {
-    const bool followsLink = link == FinalLink::Followed;
-    const std::string host = Volume::current().hostPath(bytesFromPath(path), followsLink);
-    return host.empty() ? QString() : pathFromBytes(host);
+    return Volume::current().hostPath(bytesFromPath(path), link == FinalLink::Followed);
+}
+
+/// The URL of a file of the host. It holds each byte of the path, in whatever encoding.
+QString fileUrl(const std::string &host)
+{
+    return QStringLiteral("file://") +
+           QString::fromLatin1(QByteArray::fromStdString(host).toPercentEncoding("/"));
 }
 
 bool startDetached(const QString &program, const QStringList &arguments)
@@ -53,10 +61,31 @@ bool startDetached(const QString &program, const QStringList &arguments)
     return process.startDetached();
 }
 
-bool openHostItem(const QString &host)
+bool openHostItem(const std::string &host)
 {
     const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
-    return !opener.isEmpty() && startDetached(opener, {host});
+    // An argument of a process is text to Qt.
+    const QString path = pathFromBytes(host);
+    const bool isText = path.toUtf8().toStdString() == host;
+    return !opener.isEmpty() && startDetached(opener, {isText ? path : fileUrl(host)});
+}
+
+QList<QImage> imagesOfFirstFile(const QStringList &paths)
+{
+    for (const QString &path : paths) {
+        if (const auto bytes =
+                FileManager::defaultManager().contentsAtPath(path, largestIconFile)) {
+            return iconImages(*bytes);
+        }
+    }
+    return {};
+}
+
+int kibibytes(const QList<QImage> &images)
+{
+    return int(std::accumulate(
+        images.begin(), images.end(), qint64(0),
+        [](qint64 sum, const QImage &image) { return sum + image.sizeInBytes() / 1024; }));
 }
 
 QIcon iconFromImages(const QList<QImage> &images)
@@ -102,31 +131,37 @@ Workspace &Workspace::sharedWorkspace()
     return workspace;
 }
 
-QIcon Workspace::iconForFile(const QString &path) const
+Workspace::Workspace() : m_recentIcons(mostRecentIcons)
 {
-    const auto bundle = Bundle::bundleWithPath(path);
-    const QString iconPath = bundle ? bundle->iconPath() : QString();
-    if (iconPath.isNull()) {
-        return fallbackIcon();
+    // Images do not outlive the application.
+    qAddPostRoutine([] { sharedWorkspace().m_recentIcons.clear(); });
+}
+
+QIcon Workspace::iconForFile(const QString &path)
+{
+    if (const QIcon *const recent = m_recentIcons.object(path)) {
+        return *recent;
     }
-    const auto bytes = FileManager::defaultManager().contentsAtPath(iconPath, largestIconFile);
-    const QIcon icon = bytes ? iconFromImages(iconImages(*bytes)) : QIcon();
-    return icon.isNull() ? fallbackIcon() : icon;
+    const auto bundle = Bundle::bundleWithPath(path);
+    const QList<QImage> images = bundle ? imagesOfFirstFile(bundle->iconPaths()) : QList<QImage>();
+    QIcon icon = images.isEmpty() ? fallbackIcon() : iconFromImages(images);
+    m_recentIcons.insert(path, new QIcon(icon), qMax(kibibytes(images), 1));
+    return icon;
 }
 
 bool Workspace::openURL(const QUrl &url)
 {
-    const QString host = hostPath(url.toLocalFile(), FinalLink::Followed);
-    return !host.isNull() && openHostItem(host);
+    const std::string host = hostPath(url.toLocalFile(), FinalLink::Followed);
+    return !host.empty() && openHostItem(host);
 }
 
 bool Workspace::selectFile(const QString &path, const QString &)
 {
-    const QString host = hostPath(path, FinalLink::Itself);
-    if (host.isNull()) {
+    const std::string host = hostPath(path, FinalLink::Itself);
+    if (host.empty()) {
         return false;
     }
-    const QString enclosingFolder = QFileInfo(host).path();
+    const std::string enclosingFolder = host.substr(0, std::max<std::size_t>(host.rfind('/'), 1));
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected() || !isFileManagerServiceAvailable(bus)) {
         return openHostItem(enclosingFolder);
@@ -134,7 +169,7 @@ bool Workspace::selectFile(const QString &path, const QString &)
     QDBusMessage message = QDBusMessage::createMethodCall(
         fileManagerService, QStringLiteral("/org/freedesktop/FileManager1"), fileManagerService,
         QStringLiteral("ShowItems"));
-    message << QStringList(QString::fromLatin1(QUrl::fromLocalFile(host).toEncoded())) << QString();
+    message << QStringList(fileUrl(host)) << QString();
     auto *const watcher = new QDBusPendingCallWatcher(bus.asyncCall(message));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [=] {
         if (watcher->isError()) {
@@ -152,9 +187,9 @@ bool Workspace::launchApplication(const QString &path)
     if (executable.isNull()) {
         return false;
     }
-    const QString program = hostPath(executable, FinalLink::Followed);
+    const QString program = pathFromBytes(hostPath(executable, FinalLink::Followed));
     const QFileInfo programFile(program);
-    if (program.isNull() || !programFile.isFile() || !programFile.isExecutable()) {
+    if (program.isEmpty() || !programFile.isFile() || !programFile.isExecutable()) {
         return false;
     }
     const QStringList processes =

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCache>
 #include <QIcon>
 #include <QString>
 #include <QUrl>
@@ -15,9 +16,10 @@ class Workspace
 public:
     static Workspace &sharedWorkspace();
 
-    /// An image that stands for the item: the largest and the smaller images of the .icns file
-    /// that an application bundle names, else the desktop's icon for programs. Never null.
-    QIcon iconForFile(const QString &path) const;
+    /// An image that stands for the item: the largest and the smaller images of the icon file
+    /// (.icns or PNG) that an application bundle names, else the desktop's icon for programs. Never
+    /// null. The icons asked for last are kept, and not read again.
+    QIcon iconForFile(const QString &path);
 
     /// Opens the item of a file URL with the program that the desktop assigns to it.
     bool openURL(const QUrl &url);
@@ -28,11 +30,14 @@ public:
     bool selectFile(const QString &path, const QString &rootPath);
 
     /// Starts the application's executable, detached, if this host can run it. Answers no
-    /// otherwise, and when the application is running already.
+    /// otherwise, when the application is running already, and when the executable's path is not
+    /// UTF-8.
     bool launchApplication(const QString &path);
 
 private:
-    Workspace() = default;
+    Workspace();
+
+    QCache<QString, QIcon> m_recentIcons; ///< costs are kibibytes
 };
 
 } // namespace platform

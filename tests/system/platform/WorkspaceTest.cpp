@@ -1,4 +1,5 @@
 #include "system/platform/Workspace.h"
+#include "system/platform/PathEncoding.h"
 #include "system/platform/Task.h"
 #include "tests/support/TestVolume.h"
 
@@ -6,6 +7,8 @@
 #include <QImage>
 #include <QTest>
 #include <QtEndian>
+
+#include <sys/stat.h>
 
 #include <csignal>
 
@@ -50,9 +53,11 @@ private slots:
     void cleanup();
     void icons();
     void launch();
+    void otherSpellings();
     void refusedLaunches_data();
     void refusedLaunches();
     void nothingToOpen();
+    void pathsInOtherEncodings();
 
 private:
     void writeExecutable(const QByteArray &bytes)
@@ -94,18 +99,36 @@ void WorkspaceTest::icons()
         icnsFile(Qt::red, {}, "ic08\xff\xff\xff\xff"),
         icnsFile(Qt::red, {}, block("abcd", {}).repeated(3'900'000)),
         icnsFile(Qt::red, block("ic09", QByteArray("\0\0\0\fjP  \r\n\x87\n", 12)))};
-    const auto middle = [&](const QByteArray &file) {
-        m_volume.write("/A.app/Contents/Resources/icon.icns", file);
-        return m_workspace.iconForFile("/A.app").pixmap(128).toImage().pixelColor(64, 64);
+    const auto middle = [](const QString &bundle) {
+        const QIcon icon = Workspace::sharedWorkspace().iconForFile(bundle);
+        return icon.pixmap(128).toImage().pixelColor(64, 64);
+    };
+    const QColor red(Qt::red);
+    int bundles = 0; // each of its own, as icons are kept
+    const auto color = [&](const QString &name, const QString &fileName, const QByteArray &file) {
+        const QString bundle = QStringLiteral("/%1.app").arg(++bundles);
+        m_volume.writeBundle(bundle, {{"CFBundleIconFile", name}});
+        m_volume.write(bundle + "/Contents/Resources/" + fileName, file);
+        return middle(bundle);
     };
     for (const QByteArray &file : files) {
-        QCOMPARE(middle(file), QColor(Qt::red));
+        QCOMPARE(color("icon", "icon.icns", file), red);
     }
-    QVERIFY(middle(png(128, Qt::red)) != QColor(Qt::red)); // no other format has a way in
-
-    m_volume.write("/A.app/Contents/Resources/icon.icns", icnsFile(Qt::red).left(60));
-    QVERIFY(!m_workspace.iconForFile("/A.app").isNull());
+    QVERIFY(color("icon", "icon.icns", icnsFile(Qt::red).left(60)) != red);
     QVERIFY(!m_workspace.iconForFile("/missing").pixmap(32).isNull());
+
+    // A name needs no extension, and what it names may be an image without a container.
+    QCOMPARE(color("icon.v2", "icon.v2.icns", icnsFile(Qt::red)), red);
+    QCOMPARE(color("icon", "icon", icnsFile(Qt::red)), red);
+    QCOMPARE(color("ICON.ICNS", "ICON.ICNS", icnsFile(Qt::red)), red);
+    QCOMPARE(color("icon", "icon.png", png(128, Qt::red)), red);
+    QCOMPARE(color("icon.Png", "icon.Png", png(128, Qt::red)), red);
+    QVERIFY(color("icon.png", "icon.png", png(2048, Qt::red)) != red);
+    QVERIFY(color("icon", "icon.icns", "P6 1 1 255 \xff") != red); // no other format has a way in
+
+    // An icon that was asked for lately is not read again.
+    QFile::remove(m_volume.host("/1.app/Contents/Resources/icon.icns"));
+    QCOMPARE(middle("/1.app"), red);
 }
 
 void WorkspaceTest::launch()
@@ -115,6 +138,23 @@ void WorkspaceTest::launch()
     QTRY_COMPARE(processes().size(), 1);
     QVERIFY(!m_workspace.launchApplication("/A.app"));
     QCOMPARE(processes().size(), 1);
+    QVERIFY(!m_workspace.launchApplication("/a.app")); // which is the same
+}
+
+void WorkspaceTest::otherSpellings()
+{
+    writeExecutable("#!/bin/sh\nwhile :; do sleep 1; done\n");
+    m_volume.write("/A.app/Contents/ReSources/ICON.icns", icnsFile(Qt::red));
+    for (const auto &[name, other] :
+         {std::pair("MacOS/run", "MacOS/Run"), std::pair("MacOS", "MACOS"),
+          std::pair("../Contents", "../contents")}) {
+        QVERIFY(QFile::rename(m_volume.host("/A.app/Contents/") + name,
+                              m_volume.host("/A.app/Contents/") + other));
+    }
+    const QImage icon = m_workspace.iconForFile("/a.app").pixmap(128).toImage();
+    QCOMPARE(icon.pixelColor(64, 64), QColor(Qt::red));
+    QVERIFY(m_workspace.launchApplication("/A.APP"));
+    QTRY_COMPARE(processes().size(), 1);
 }
 
 void WorkspaceTest::refusedLaunches_data()
@@ -147,6 +187,28 @@ void WorkspaceTest::nothingToOpen()
 {
     QVERIFY(!m_workspace.openURL(QUrl::fromLocalFile("/missing")));
     QVERIFY(!m_workspace.selectFile("/missing", ""));
+}
+
+void WorkspaceTest::pathsInOtherEncodings()
+{
+    // Without a bus the file manager's service is not there, and what opens an item is ours.
+    const QString log = m_volume.host("/opened");
+    m_volume.write("/bin/xdg-open", "#!/bin/sh\nprintf '%s\\n' \"$@\" >>'" + log.toUtf8() + "'\n");
+    QFile::setPermissions(m_volume.host("/bin/xdg-open"), QFile::ReadOwner | QFile::ExeOwner);
+    qputenv("PATH", m_volume.host("/bin").toUtf8() + ':' + qgetenv("PATH"));
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/none");
+
+    const std::string folder = "/Caf\xe9 100%20 \xc3\xa9";
+    const std::string host = m_volume.host("/").toStdString();
+    QVERIFY(::mkdir((host + folder).c_str(), 0700) == 0);
+    QVERIFY(::mkdir((host + folder + "/B.app").c_str(), 0700) == 0);
+    QVERIFY(m_workspace.selectFile(platform::pathFromBytes(folder + "/B.app"), ""));
+    QTRY_COMPARE(m_volume.read("/opened").count('\n'), 1);
+    QVERIFY(m_workspace.openURL(QUrl::fromLocalFile(platform::pathFromBytes(folder + "/B.app"))));
+    QTRY_COMPARE(m_volume.read("/opened").count('\n'), 2);
+    const QByteArray opened =
+        "file://" + m_volume.host("").toUtf8() + "/Caf%E9%20100%2520%20%C3%A9";
+    QCOMPARE(m_volume.read("/opened"), opened + '\n' + opened + "/B.app\n");
 }
 
 QTEST_MAIN(WorkspaceTest)
