@@ -1,6 +1,7 @@
 // The file service as a program, for measuring it beside cp, rm and du.
 
 #include "system/platform/files/FileService.h"
+#include "system/platform/files/StandardStreams.h"
 
 #include <climits>
 #include <cstdio>
@@ -28,6 +29,11 @@ int fail(const std::string &error)
 {
     std::printf("%s\n", error.c_str());
     return EXIT_FAILURE;
+}
+
+int report(const std::optional<platform::FileError> &error)
+{
+    return error ? fail(error->description()) : EXIT_SUCCESS;
 }
 
 int printSize(const platform::FileService &files, const std::string &path)
@@ -64,6 +70,7 @@ int printUsage()
 
 int main(int argc, char **argv)
 {
+    platform::openStandardStreams();
     if (argc < 3) {
         return printUsage();
     }
@@ -73,12 +80,11 @@ int main(int argc, char **argv)
     }
     const platform::FileService files(platform::Volume::current());
     const std::string path = absolutePath(argv[2]);
-    std::string error;
     if (command == "copy") {
-        return files.copy(path, absolutePath(argv[3]), error) ? EXIT_SUCCESS : fail(error);
+        return report(files.copy(path, absolutePath(argv[3])));
     }
     if (command == "remove") {
-        return files.remove(path, error) ? EXIT_SUCCESS : fail(error);
+        return report(files.remove(path));
     }
     if (command == "size") {
         return printSize(files, path);

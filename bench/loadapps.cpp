@@ -1,9 +1,7 @@
 // Measures discovery alone: lists the applications of the current volume in order of their names,
 // as the window does, and prints the number of records and the milliseconds that it took.
 
-#include "model/App.h"
-#include "system/Discovery.h"
-#include "ui/platform/ArrayController.h"
+#include "bench/app_list.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -16,14 +14,7 @@ int main(int argc, char *argv[])
     QElapsedTimer elapsed;
     elapsed.start();
     platform::ArrayController controller;
-    controller.setSortDescriptors(
-        {{QStringLiteral("name"), true, platform::caseInsensitiveCompare}});
-    for (const QString &path : applicationPaths()) {
-        if (auto app = appAtPath(path)) {
-            controller.addObject(std::move(app));
-        }
-    }
-    controller.rearrangeObjects();
+    loadAppList(controller);
     std::printf("%lld records, %.1f ms\n", qlonglong(controller.arrangedObjects().size()),
                 double(elapsed.nsecsElapsed()) / 1e6);
     return 0;
