@@ -26,6 +26,14 @@ void showMessage(const QString &title, const QString &text, const QString &butto
     alert.runModal();
 }
 
+void showSuccess(const QString &title, const QString &text, const QString &buttonTitle)
+{
+    Alert alert = warning(title, text);
+    alert.addButtonWithTitle(buttonTitle);
+    alert.setDispensable(true);
+    alert.runModal();
+}
+
 bool confirm(const QString &title, const QString &text)
 {
     Alert alert = warning(title, text);

@@ -1,5 +1,8 @@
 #include "ui/Alerts.h"
 #include "ui/ViewController.h"
+#include "ui/platform/Activity.h"
+
+using platform::Activity;
 
 namespace {
 
@@ -16,6 +19,8 @@ struct Wording
     QString restoredTitle;
     QString restoredText;
     QString restoreErrorText;
+    QString backingUp; ///< "%1" is the application's name
+    QString restoring;
 };
 
 const Wording prefsWording = {
@@ -37,6 +42,8 @@ const Wording prefsWording = {
     QStringLiteral("The preferences were successfully restored from backup."),
     QStringLiteral("There was an error restoring the preferences.\n\n"
                    "Please make sure you have appropriate permissions!\n("),
+    QStringLiteral("Backing up the preferences of %1"),
+    QStringLiteral("Restoring the preferences of %1"),
 };
 
 const Wording dataWording = {
@@ -57,12 +64,15 @@ const Wording dataWording = {
     QStringLiteral("The data was successfully restored from backup."),
     QStringLiteral("There was an error restoring the data.\n\n"
                    "Please make sure you have appropriate permissions!\n("),
+    QStringLiteral("Backing up the data of %1"),
+    QStringLiteral("Restoring the data of %1"),
 };
 
 const QString okTitle = QStringLiteral("Ok");
 
-void backUpAskingFirst(Path &location, const Wording &wording)
+void backUpAskingFirst(const App &app, Path &location, const Wording &wording)
 {
+    const Activity activity(wording.backingUp.arg(app.name()));
     if (!location.found()) {
         return;
     }
@@ -78,6 +88,7 @@ void backUpAskingFirst(Path &location, const Wording &wording)
 
 void restoreAskingFirst(const App &app, Path &location, const Wording &wording)
 {
+    const Activity activity(wording.restoring.arg(app.name()));
     if (!location.backedUp()) {
         return;
     }
@@ -89,7 +100,7 @@ void restoreAskingFirst(const App &app, Path &location, const Wording &wording)
         return;
     }
     if (location.restore()) {
-        showMessage(wording.restoredTitle, wording.restoredText, okTitle);
+        showSuccess(wording.restoredTitle, wording.restoredText, okTitle);
     } else {
         showMessage(QStringLiteral("Restore Error"),
                     wording.restoreErrorText + location.path() + QStringLiteral(")."), okTitle);
@@ -101,7 +112,7 @@ void restoreAskingFirst(const App &app, Path &location, const Wording &wording)
 void ViewController::backUpPrefsAction(QObject *)
 {
     if (App *const app = selectedApp()) {
-        backUpAskingFirst(*app->prefs(), prefsWording);
+        backUpAskingFirst(*app, *app->prefs(), prefsWording);
     }
 }
 
@@ -115,7 +126,7 @@ void ViewController::restorePrefsAction(QObject *)
 void ViewController::backUpDataAction(QObject *)
 {
     if (App *const app = selectedApp()) {
-        backUpAskingFirst(*app->data(), dataWording);
+        backUpAskingFirst(*app, *app->data(), dataWording);
     }
 }
 

@@ -1,6 +1,9 @@
 #include "ui/platform/Alert.h"
 
+#include "ui/platform/InputGate.h"
+
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QMainWindow>
 #include <QMessageBox>
@@ -47,13 +50,32 @@ public:
     PlainCursor &operator=(const PlainCursor &) = delete;
 };
 
+/// Returns when the screen shows the window again and nothing of an alert before it, or soon where
+/// there is no way to tell.
+void waitForWindow(const QWidget *window)
+{
+    constexpr int longestWait = 250; // milliseconds
+    QElapsedTimer waiting;
+    waiting.start();
+    do {
+        QGuiApplication::sync();
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    } while (window && !window->isActiveWindow() && !waiting.hasExpired(longestWait));
+    QGuiApplication::sync();
+}
+
 } // namespace
 
 int Alert::runModal()
 {
-    QMessageBox box(owner());
+    const auto cancel = m_buttonTitles.indexOf(QStringLiteral("Cancel"));
+    if (InputGate::shared().isEndRequested() && (cancel >= 0 || m_isDispensable)) {
+        return firstButtonReturn + int(qMax(cancel, 0));
+    }
+    QWidget *const window = owner();
+    QMessageBox box(window);
     box.setWindowModality(Qt::ApplicationModal);
-    box.setWindowTitle(QApplication::applicationDisplayName());
+    box.setWindowTitle(window ? window->windowTitle() : QApplication::applicationDisplayName());
     box.setIcon(iconOfStyle(m_style));
     box.setText(m_messageText);
     box.setInformativeText(m_informativeText);
@@ -83,8 +105,14 @@ int Alert::runModal()
         box.setDefaultButton(buttons.first());
     }
 
-    const PlainCursor cursor;
-    box.exec();
+    {
+        const InputGate::Pause pause;
+        const PlainCursor cursor;
+        box.exec();
+    }
+    if (InputGate::shared().isWorkUnderWay()) {
+        waitForWindow(window);
+    }
     // Closed without any button, when the session ends, say: nobody has agreed to anything.
     QAbstractButton *const button = box.clickedButton() ? box.clickedButton() : box.escapeButton();
     const auto index = buttons.indexOf(static_cast<QPushButton *>(button));

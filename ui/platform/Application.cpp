@@ -1,15 +1,24 @@
 #include "ui/platform/Application.h"
 
+#include "system/platform/TerminationSignals.h"
+#include "ui/platform/InputGate.h"
 #include "ui/platform/LayoutConnections.h"
 #include "ui/platform/ViewController.h"
+
+#include "system/platform/files/StandardStreams.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QIcon>
 #include <QLocale>
 #include <QMainWindow>
+#include <QSessionManager>
+#include <QSocketNotifier>
 #include <QWindow>
 
+#include <unistd.h>
+
+#include <array>
 #include <csignal>
 
 namespace platform {
@@ -29,12 +38,21 @@ void showDrawn(QMainWindow &window)
     window.repaint();
 }
 
+void discardBytes(int pipe)
+{
+    std::array<char, 16> bytes;
+    while (::read(pipe, bytes.data(), bytes.size()) > 0) {
+    }
+}
+
 } // namespace
 
 int applicationMain(int argc, char *argv[], const ApplicationInformation &information)
 {
+    openStandardStreams();
     // A reader of standard output that went away must not end a restore half-way.
     std::signal(SIGPIPE, SIG_IGN);
+    const int terminationSignals = watchTerminationSignals();
 
     int programNameOnly = qMin(argc, 1);
     QApplication application(programNameOnly, argv);
@@ -61,8 +79,24 @@ int applicationMain(int argc, char *argv[], const ApplicationInformation &inform
     information.setUpMainLayout(window);
     const LayoutConnections connections(window, *controller, nullptr);
 
-    showDrawn(window);
-    controller->viewDidLoad();
+    QSocketNotifier termination(terminationSignals, QSocketNotifier::Read);
+    QObject::connect(&termination, &QSocketNotifier::activated, &termination, [&] {
+        discardBytes(terminationSignals);
+        InputGate::shared().requestEnd();
+    });
+    QObject::connect(&application, &QApplication::commitDataRequest, &application,
+                     [](QSessionManager &session) {
+                         session.setRestartHint(QSessionManager::RestartNever);
+                         if (InputGate::shared().isWorkUnderWay()) {
+                             InputGate::shared().requestEnd();
+                         }
+                     });
+
+    {
+        const InputGate::Work loading(InputGate::Kind::Loading);
+        showDrawn(window);
+        controller->viewDidLoad();
+    }
     delegate->applicationDidFinishLaunching();
     if (!window.isVisible() && delegate->applicationShouldTerminateAfterLastWindowClosed()) {
         delegate->applicationWillTerminate(); // closed before the event loop could tell

@@ -42,6 +42,9 @@ struct ApplicationInformation
 /// shows the window, lets the view controller load its content, and runs the event loop. Returns
 /// the exit status.
 ///
+/// SIGTERM, SIGINT, SIGHUP and the end of the desktop's session end the program as closing the
+/// window does, after the work under way; so does closing it while its content is loaded.
+///
 /// The arguments are the application's; none of them is interpreted, Qt's own options neither.
 int applicationMain(int argc, char *argv[], const ApplicationInformation &information);
 

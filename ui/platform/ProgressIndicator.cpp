@@ -1,5 +1,7 @@
 #include "ui/platform/ProgressIndicator.h"
 
+#include "ui/platform/WorkObserver.h"
+
 namespace platform {
 
 ProgressIndicator::ProgressIndicator(QWidget *parent) : QProgressBar(parent)
@@ -21,6 +23,21 @@ void ProgressIndicator::startAnimation(QObject *)
 void ProgressIndicator::stopAnimation(QObject *)
 {
     hide();
+}
+
+void ProgressIndicator::showWork(int done)
+{
+    setRange(0, done < 0 ? 0 : WorkObserver::wholeBar);
+    if (done >= 0) {
+        setValue(done);
+    }
+    show();
+}
+
+void ProgressIndicator::endWork()
+{
+    hide();
+    setRange(0, 0);
 }
 
 } // namespace platform
