@@ -1,6 +1,7 @@
 #include "ui/ViewController.h"
 
 #include "system/Discovery.h"
+#include "system/platform/files/Progress.h"
 
 namespace {
 
@@ -98,6 +99,7 @@ void ViewController::observeValueForKeyPath(const QString &keyPath, QObject *, c
 
 void ViewController::loadApps()
 {
+    const platform::Work listing(platform::Progress::Activity::Listing);
     for (const QString &path : applicationPaths()) {
         if (auto app = appAtPath(path)) {
             m_appsArrayController->addObject(std::move(app));

@@ -22,15 +22,27 @@ void ArrayController::addObject(std::shared_ptr<QObject> object)
 void ArrayController::setSortDescriptors(const QList<SortDescriptor> &descriptors)
 {
     m_sortDescriptors = descriptors;
+    emit sortDescriptorsChanged();
+}
+
+void ArrayController::setFilter(std::function<bool(const QObject &)> filter)
+{
+    m_filter = std::move(filter);
+    m_filterChanged = true;
 }
 
 void ArrayController::rearrangeObjects()
 {
-    emit aboutToRearrange();
+    // A record that was added since the last time is displayed, but may not pass the filter.
+    const bool otherRecords = std::exchange(m_filterChanged, false) || m_filter;
+    emit aboutToRearrange(otherRecords);
     const QList<QObject *> selection = selectedObjects();
     const QSet<QObject *> selected(selection.begin(), selection.end());
     // From the content, so that records that compare equal keep the order they were added in.
     m_arrangedObjects = m_content;
+    if (m_filter) {
+        m_arrangedObjects.removeIf([this](const auto &record) { return !m_filter(*record); });
+    }
     sortRecords(m_arrangedObjects, m_sortDescriptors);
 
     QList<int> indexes;
@@ -42,7 +54,7 @@ void ArrayController::rearrangeObjects()
     const QList<int> oldIndexes = std::exchange(m_selectionIndexes, indexes);
     // With all records selected the places stay the same, but the topmost record may be another.
     const bool moved = indexes != oldIndexes || selectedObjects() != selection;
-    emit rearranged();
+    emit rearranged(otherRecords);
     if (moved) {
         notifySelectionChange();
     }

@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QVariantMap>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -28,11 +29,12 @@ public:
                                         const QVariantMap &change, void *context) = 0;
 };
 
-/// Stands for NSArrayController: holds records, keeps them in a displayed order and knows which
-/// of them are selected.
+/// Stands for NSArrayController: holds records, keeps those that pass a filter in a displayed order
+/// and knows which of them are selected.
 ///
-/// Records are added at the end of the displayed order; rearrangeObjects sorts it. A
-/// rearrangement keeps the selected records selected. Nothing is selected by itself.
+/// Records are added at the end of the displayed order; rearrangeObjects filters and sorts. A
+/// rearrangement keeps the selected records selected that are still displayed. Nothing is selected
+/// by itself.
 class ArrayController : public QObject
 {
     Q_OBJECT
@@ -47,11 +49,18 @@ public:
     void setSortDescriptors(const QList<SortDescriptor> &descriptors);
     const QList<SortDescriptor> &sortDescriptors() const { return m_sortDescriptors; }
 
-    /// Sorts the displayed order anew. Observers of "selectionIndexes" are notified if the
-    /// selected records stand at other places afterwards, or in another order.
+    /// Replaces the filter of the next rearrangement, which leaves out the records that it answers
+    /// no for; an empty one leaves out none.
+    void setFilter(std::function<bool(const QObject &)> filter);
+
+    /// Filters and sorts the records anew. Observers of "selectionIndexes" are notified if the
+    /// selected records are fewer, or stand at other places or in another order.
     void rearrangeObjects();
 
-    /// The records in displayed order.
+    /// All records, in the order they were added in.
+    const QList<std::shared_ptr<QObject>> &content() const { return m_content; }
+
+    /// The displayed records in their order.
     const QList<std::shared_ptr<QObject>> &arrangedObjects() const { return m_arrangedObjects; }
 
     /// The places of the selected records in the displayed order, ascending.
@@ -73,8 +82,11 @@ public:
 
 signals:
     void objectAdded();
-    void aboutToRearrange();
-    void rearranged();
+    void sortDescriptorsChanged();
+    /// `otherRecords` tells whether other records may be displayed afterwards, not only the same
+    /// ones in another order.
+    void aboutToRearrange(bool otherRecords);
+    void rearranged(bool otherRecords);
     void selectionIndexesChanged();
 
 private:
@@ -92,6 +104,8 @@ private:
     QList<std::shared_ptr<QObject>> m_content;
     QList<std::shared_ptr<QObject>> m_arrangedObjects;
     QList<SortDescriptor> m_sortDescriptors;
+    std::function<bool(const QObject &)> m_filter;
+    bool m_filterChanged = false;
     QList<int> m_selectionIndexes;
     std::vector<Observation> m_observations;
 };

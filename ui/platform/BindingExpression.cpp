@@ -10,22 +10,24 @@ namespace platform {
 
 namespace {
 
-/// The value of the first key, which the array controller itself answers.
-QVariant rootValue(const QByteArray &root, const ArrayController &controller)
+QVariant rootValue(const QByteArray &root, const BindingRoots &roots)
 {
     if (root == "selection") {
-        const QObjectList selected = controller.selectedObjects();
+        const QObjectList selected = roots.records.selectedObjects();
         return selected.isEmpty() ? QVariant() : QVariant::fromValue(selected.first());
     }
     if (root == "hasMultipleSelection") {
-        return controller.selectionIndexes().size() > 1;
+        return roots.records.selectionIndexes().size() > 1;
+    }
+    if (root == "disk") {
+        return QVariant::fromValue(&roots.disk);
     }
     return {};
 }
 
-QVariant follow(QByteArrayList keys, const ArrayController &controller, QObjectList *visited)
+QVariant follow(QByteArrayList keys, const BindingRoots &roots, QObjectList *visited)
 {
-    QVariant value = rootValue(keys.takeFirst(), controller);
+    QVariant value = rootValue(keys.takeFirst(), roots);
     for (const QByteArray &key : std::as_const(keys)) {
         QObject *const object = value.value<QObject *>();
         if (!object) {
@@ -70,23 +72,23 @@ BindingExpression::BindingExpression(const QString &text)
     }
 }
 
-QVariant BindingExpression::value(const ArrayController &controller) const
+QVariant BindingExpression::value(const BindingRoots &roots) const
 {
-    return follow(m_terms.first().keys, controller, nullptr);
+    return follow(m_terms.first().keys, roots, nullptr);
 }
 
-bool BindingExpression::isTrue(const ArrayController &controller) const
+bool BindingExpression::isTrue(const BindingRoots &roots) const
 {
     return std::all_of(m_terms.begin(), m_terms.end(), [&](const Term &term) {
-        return holds(follow(term.keys, controller, nullptr)) != term.negated;
+        return holds(follow(term.keys, roots, nullptr)) != term.negated;
     });
 }
 
-QObjectList BindingExpression::objects(const ArrayController &controller) const
+QObjectList BindingExpression::objects(const BindingRoots &roots) const
 {
     QObjectList visited;
     for (const Term &term : m_terms) {
-        follow(term.keys, controller, &visited);
+        follow(term.keys, roots, &visited);
     }
     return visited;
 }

@@ -1,6 +1,10 @@
 #include "ui/platform/LayoutConnections.h"
 
 #include "ui/platform/ArrayController.h"
+#include "ui/platform/FilterField.h"
+#include "ui/platform/InputGate.h"
+#include "ui/platform/ProgressIndicator.h"
+#include "ui/platform/StatusLabel.h"
 #include "ui/platform/TableView.h"
 #include "ui/platform/ViewController.h"
 
@@ -12,6 +16,7 @@
 #include <QLocale>
 #include <QMenu>
 #include <QShortcut>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -19,9 +24,11 @@ namespace platform {
 
 namespace {
 
+constexpr int waitForTurn = 20; // milliseconds, until other work may be over
+
 const QByteArray bindingPrefix = QByteArrayLiteral("bind_");
 
-/// The wait cursor while a command runs, and the pressed look of the button that started it.
+/// A command that runs: with the wait cursor, and the pressed look of the button that started it.
 class CommandUnderWay
 {
 public:
@@ -30,8 +37,9 @@ public:
         QApplication::setOverrideCursor(Qt::WaitCursor);
         if (m_button) {
             m_button->setDown(true);
-            m_button->repaint();
         }
+        QGuiApplication::sync();
+        InputGate::takeTurn(); // the window is drawn before the work begins
     }
     ~CommandUnderWay()
     {
@@ -44,7 +52,8 @@ public:
     CommandUnderWay &operator=(const CommandUnderWay &) = delete;
 
 private:
-    QAbstractButton *m_button;
+    InputGate::Work m_work;
+    QPointer<QAbstractButton> m_button;
 };
 
 /// Opens a widget's context menu where the keyboard is at work in it.
@@ -91,18 +100,27 @@ LayoutConnections::LayoutConnections(QWidget &layout, ViewController &controller
     , m_layout(layout)
     , m_controller(controller)
     , m_arrayController(std::make_shared<ArrayController>())
+    , m_roots{*m_arrayController, m_disk}
 {
     const QByteArray name = layout.property("arrayController").toByteArray();
     controller.setProperty(name, QVariant::fromValue(m_arrayController));
 
-    const QObjectList objects = layout.findChildren<QObject *>();
+    QObjectList objects = layout.findChildren<QObject *>();
+    objects.prepend(&layout);
     for (QObject *object : objects) {
         connectOutlet(*object);
         connectAction(*object);
+        connectWork(*object);
         connectContextMenu(*object);
         collectBindings(*object);
         if (auto *const table = qobject_cast<TableView *>(object)) {
             table->setArrayController(*m_arrayController);
+        }
+        if (auto *const filter = qobject_cast<FilterField *>(object)) {
+            filter->setArrayController(*m_arrayController);
+        }
+        if (auto *const status = qobject_cast<StatusLabel *>(object)) {
+            status->setSources(*m_arrayController, m_disk);
         }
     }
     connect(m_arrayController.get(), &ArrayController::selectionIndexesChanged, this, [this] {
@@ -134,7 +152,19 @@ void LayoutConnections::connectAction(QObject &object)
     }
     const auto invokeAction = [this, action, sender = &object] { invoke(action, sender); };
     if (auto *const button = qobject_cast<QAbstractButton *>(&object)) {
-        connect(button, &QAbstractButton::clicked, this, invokeAction);
+        // The press decides: assistive technology's click comes a while after it.
+        connect(button, &QAbstractButton::pressed, this, [this, button] {
+            const bool isUnderWay = InputGate::shared().isWorkUnderWay();
+            m_refusedPresses.removeAll(button);
+            if (isUnderWay) {
+                m_refusedPresses.append(button);
+            }
+        });
+        connect(button, &QAbstractButton::clicked, this, [this, button, invokeAction] {
+            if (m_refusedPresses.removeAll(button) == 0) {
+                invokeAction();
+            }
+        });
     } else if (auto *const command = qobject_cast<QAction *>(&object)) {
         command->setAutoRepeat(false);
         connect(command, &QAction::triggered, this, invokeAction);
@@ -143,9 +173,33 @@ void LayoutConnections::connectAction(QObject &object)
 
 void LayoutConnections::invoke(const QByteArray &action, QObject *sender)
 {
+    if (InputGate::shared().isWorkUnderWay()) {
+        return;
+    }
+    if (WorkObserver::isTakingTurn()) {
+        auto *const timer = new QTimer(this);
+        connect(timer, &QTimer::timeout, timer, &QObject::deleteLater);
+        connect(timer, &QTimer::timeout, this, [this, action, sender] { invoke(action, sender); });
+        timer->setSingleShot(true);
+        timer->start(waitForTurn);
+        return;
+    }
     const CommandUnderWay underWay(sender);
     QMetaObject::invokeMethod(&m_controller, action, Qt::DirectConnection,
                               Q_ARG(QObject *, sender));
+}
+
+void LayoutConnections::connectWork(QObject &object)
+{
+    if (auto *const status = qobject_cast<StatusLabel *>(&object)) {
+        connect(&m_work, &WorkObserver::progressed, status, &StatusLabel::showWork);
+        connect(&m_work, &WorkObserver::ended, status, &StatusLabel::showCount);
+    }
+    if (auto *const indicator = qobject_cast<ProgressIndicator *>(&object)) {
+        connect(&m_work, &WorkObserver::progressed, indicator,
+                [indicator](const QString &, int done) { indicator->showWork(done); });
+        connect(&m_work, &WorkObserver::ended, indicator, &ProgressIndicator::endWork);
+    }
 }
 
 void LayoutConnections::connectContextMenu(QObject &object)
@@ -187,6 +241,7 @@ void LayoutConnections::collectBindings(QObject &object)
         }
         m_bindings.push_back({&object, object.metaObject()->property(index),
                               BindingExpression(object.property(declaration).toString()),
+                              object.property("format_" + name).toString(),
                               object.property("null_" + name).toString(),
                               object.property("none_" + name).toString()});
     }
@@ -201,7 +256,7 @@ void LayoutConnections::observeRecords()
     const QMetaMethod update =
         staticMetaObject.method(staticMetaObject.indexOfSlot("updateBindings()"));
     for (const Binding &binding : m_bindings) {
-        for (QObject *record : binding.expression.objects(*m_arrayController)) {
+        for (QObject *record : binding.expression.objects(m_roots)) {
             if (m_observedRecords.contains(record)) {
                 continue;
             }
@@ -228,13 +283,13 @@ void LayoutConnections::update(const Binding &binding) const
     QVariant value;
     switch (binding.property.typeId()) {
     case QMetaType::Bool:
-        value = binding.expression.isTrue(*m_arrayController);
+        value = binding.expression.isTrue(m_roots);
         break;
     case QMetaType::QString:
         value = textValue(binding);
         break;
     default:
-        value = binding.expression.value(*m_arrayController);
+        value = binding.expression.value(m_roots);
         if (!value.isValid()) {
             value = QVariant(binding.property.metaType());
         }
@@ -251,8 +306,11 @@ QVariant LayoutConnections::textValue(const Binding &binding) const
     if (binding.expression.needsSelection() && m_arrayController->selectionIndexes().isEmpty()) {
         return binding.noSelectionText;
     }
-    const QString text = textOfValue(binding.expression.value(*m_arrayController));
-    return text.isNull() ? binding.nullText : text;
+    const QString text = textOfValue(binding.expression.value(m_roots));
+    if (text.isNull()) {
+        return binding.nullText;
+    }
+    return binding.format.isEmpty() ? text : binding.format.arg(text);
 }
 
 } // namespace platform

@@ -1,6 +1,7 @@
 #include "ui/platform/TableModel.h"
 
 #include "ui/platform/ArrayController.h"
+#include "ui/platform/IconLoader.h"
 #include "ui/platform/PlainToolTip.h"
 
 #include <QHash>
@@ -15,20 +16,21 @@ TableColumn TableColumn::fromDeclaration(const QString &declaration)
 {
     const QStringList parts = declaration.split(u'|');
     return {parts.value(0), parts.value(1).toUtf8(), parts.value(2).toUtf8(),
-            parts.value(3).toInt()};
+            parts.value(3).toUtf8(), parts.value(4).toInt()};
 }
 
 TableModel::TableModel(ArrayController &controller, const QList<TableColumn> &columns,
-                       const QIcon &placeholder, QObject *parent)
+                       const QIcon &placeholder, QSize iconSize, QObject *parent)
     : QAbstractTableModel(parent)
     , m_controller(controller)
     , m_columns(columns)
     , m_placeholder(placeholder)
+    , m_iconLoader(new IconLoader(iconSize, this))
 {
+    connect(m_iconLoader, &IconLoader::loaded, this, &TableModel::iconsLoaded);
     connect(&controller, &ArrayController::objectAdded, this, &TableModel::appendRow);
-    connect(&controller, &ArrayController::aboutToRearrange, this,
-            &TableModel::rememberPersistentRecords);
-    connect(&controller, &ArrayController::rearranged, this, &TableModel::movePersistentIndexes);
+    connect(&controller, &ArrayController::aboutToRearrange, this, &TableModel::beginRearrangement);
+    connect(&controller, &ArrayController::rearranged, this, &TableModel::endRearrangement);
 }
 
 int TableModel::rowCount(const QModelIndex &parent) const
@@ -53,16 +55,20 @@ QVariant TableModel::data(const QModelIndex &index, int role) const
         return record.property(column.textKey);
     case Qt::ToolTipRole:
         return plainToolTip(record.property(column.textKey).toString());
-    case Qt::DecorationRole: {
-        if (column.imageKey.isEmpty()) {
-            return {};
-        }
-        const auto icon = record.property(column.imageKey).value<QIcon>();
-        return icon.isNull() ? m_placeholder : icon;
-    }
+    case Qt::DecorationRole:
+        return column.imageKey.isEmpty() ? QVariant() : image(record, column);
     default:
         return {};
     }
+}
+
+QIcon TableModel::image(const QObject &record, const TableColumn &column) const
+{
+    auto icon = record.property(column.imageKey).value<QIcon>();
+    if (icon.isNull() && !column.fileKey.isEmpty()) {
+        icon = m_iconLoader->icon(record.property(column.fileKey).toString());
+    }
+    return icon.isNull() ? m_placeholder : icon;
 }
 
 QVariant TableModel::headerData(int section, Qt::Orientation orientation, int role) const
@@ -90,6 +96,20 @@ int TableModel::columnOfKey(const QString &key) const
             return candidate.textKey == key.toUtf8();
         });
     return column == m_columns.end() ? -1 : int(column - m_columns.begin());
+}
+
+QStringList TableModel::longTexts(int column) const
+{
+    constexpr qsizetype number = 32;
+    QStringList texts;
+    texts.reserve(m_controller.content().size());
+    for (const auto &record : m_controller.content()) {
+        texts.append(record->property(m_columns[column].textKey).toString());
+    }
+    const auto longest = std::min(texts.size(), texts.size() / 10 + number);
+    std::partial_sort(texts.begin(), texts.begin() + longest, texts.end(),
+                      [](const QString &a, const QString &b) { return a.size() > b.size(); });
+    return texts.mid(texts.size() / 10, number);
 }
 
 void TableModel::appendRow()
@@ -123,9 +143,29 @@ void TableModel::announceRecordChange()
     }
 }
 
+void TableModel::beginRearrangement(bool otherRecords)
+{
+    if (otherRecords) {
+        beginResetModel();
+        return;
+    }
+    emit layoutAboutToBeChanged();
+    rememberPersistentRecords();
+}
+
+void TableModel::endRearrangement(bool otherRecords)
+{
+    if (otherRecords) {
+        m_rowCount = int(m_controller.arrangedObjects().size());
+        endResetModel();
+        return;
+    }
+    movePersistentIndexes();
+    emit layoutChanged();
+}
+
 void TableModel::rememberPersistentRecords()
 {
-    emit layoutAboutToBeChanged();
     m_persistentIndexes = persistentIndexList();
     m_persistentRecords.clear();
     for (const QModelIndex &index : std::as_const(m_persistentIndexes)) {
@@ -144,7 +184,6 @@ void TableModel::movePersistentIndexes()
         moved.append(index(rows.value(m_persistentRecords[i]), m_persistentIndexes[i].column()));
     }
     changePersistentIndexList(m_persistentIndexes, moved);
-    emit layoutChanged();
 }
 
 } // namespace platform

@@ -1,8 +1,10 @@
 #include "ui/platform/TableView.h"
 
 #include "ui/platform/ArrayController.h"
+#include "ui/platform/InputGate.h"
 #include "ui/platform/TableModel.h"
 #include "ui/platform/TextMarks.h"
+#include "ui/platform/WorkObserver.h"
 
 #include <QHeaderView>
 #include <QLabel>
@@ -12,8 +14,10 @@
 #include <QSignalBlocker>
 #include <QStyleOption>
 #include <QStyledItemDelegate>
+#include <QTimer>
 
 #include <algorithm>
+#include <numeric>
 
 namespace platform {
 
@@ -83,34 +87,36 @@ void TableView::setArrayController(ArrayController &controller)
         columns.append(TableColumn::fromDeclaration(declaration));
     }
     m_controller = &controller;
-    m_model = new TableModel(controller, columns,
-                             emptyTile(iconSize(), palette().color(QPalette::Mid)), this);
+    m_model =
+        new TableModel(controller, columns, emptyTile(iconSize(), palette().color(QPalette::Mid)),
+                       iconSize(), this);
     setModel(m_model);
 
-    for (int column = 0; column < columns.size(); ++column) {
-        setColumnWidth(column, columns[column].width * fontMetrics().averageCharWidth());
+    for (const TableColumn &column : std::as_const(columns)) {
+        m_leastWidths.append(column.width * fontMetrics().averageCharWidth());
     }
+    m_neededWidths = m_leastWidths;
+    fitColumns();
     horizontalHeader()->setSortIndicatorShown(true);
+    horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);
     horizontalHeader()->setSectionsClickable(true);
     connect(horizontalHeader(), &QHeaderView::sortIndicatorChanged, m_model, &TableModel::sort);
+    connect(m_model, &TableModel::iconsLoaded, viewport(), qOverload<>(&QWidget::update));
     connect(selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &TableView::readSelection);
     connect(&controller, &ArrayController::selectionIndexesChanged, this,
             &TableView::showSelection);
+    // The last one is also resized with the view.
+    connect(horizontalHeader(), &QHeaderView::sectionResized, this, [this](int column) {
+        const bool byUser = !m_isFittingColumns && column + 1 < m_leastWidths.size();
+        m_fitsColumns = m_fitsColumns && !byUser;
+    });
+    connect(&controller, &ArrayController::sortDescriptorsChanged, this, &TableView::showSortOrder);
     connect(&controller, &ArrayController::rearranged, this, [this] {
-        showSortOrder();
+        measureColumns();
+        showSelection();
         showPlaceholder();
     });
-}
-
-QString TableView::placeholderText() const
-{
-    return m_placeholder->text();
-}
-
-void TableView::setPlaceholderText(const QString &text)
-{
-    m_placeholder->setText(text);
 }
 
 void TableView::keyboardSearch(const QString &search)
@@ -171,6 +177,7 @@ void TableView::paintEvent(QPaintEvent *event)
 void TableView::resizeEvent(QResizeEvent *event)
 {
     QTableView::resizeEvent(event);
+    fitColumns();
     placePlaceholder();
 }
 
@@ -186,12 +193,64 @@ QList<int> TableView::selectedRows() const
     return rows;
 }
 
-void TableView::readSelection()
+void TableView::readSelection(const QItemSelection &selected)
 {
-    if (m_followsController) {
+    if (!m_followsController && InputGate::shared().isWorkUnderWay()) {
+        return showSelection(); // assistive technology has selected something: not now
+    }
+    if (!m_followsController && WorkObserver::isTakingTurn()) {
+        constexpr int waitForTurn = 20; // milliseconds, until the present row may be resolved
+        auto *const timer = new QTimer(this);
+        connect(timer, &QTimer::timeout, timer, &QObject::deleteLater);
+        connect(timer, &QTimer::timeout, this, &TableView::readSelectionLater);
+        timer->setSingleShot(true);
+        timer->start(waitForTurn);
         return;
     }
-    m_controller->setSelectionIndexes(selectedRows());
+    if (!selected.isEmpty()) {
+        // Later, when the view itself, if it was it, has moved its current row as well.
+        m_newlySelected = selected.first().topLeft();
+        QMetaObject::invokeMethod(this, "goToSelection", Qt::QueuedConnection);
+    }
+    if (!m_followsController) {
+        m_controller->setSelectionIndexes(selectedRows());
+    }
+}
+
+void TableView::goToSelection()
+{
+    if (m_newlySelected.isValid() && !selectionModel()->isSelected(currentIndex())) {
+        selectionModel()->setCurrentIndex(m_newlySelected, QItemSelectionModel::NoUpdate);
+    }
+}
+
+void TableView::measureColumns()
+{
+    constexpr int margins = 12; // pixels, beside a text
+    for (int column = 0; column < m_neededWidths.size(); ++column) {
+        int text = 0;
+        for (const QString &longText : m_model->longTexts(column)) {
+            text = qMax(text, fontMetrics().horizontalAdvance(singleLine(longText)));
+        }
+        const int image = m_model->hasImages(column) ? iconSize().width() + margins / 2 : 0;
+        m_neededWidths[column] = qMax(m_leastWidths[column], image + text + margins);
+    }
+    fitColumns();
+}
+
+void TableView::fitColumns()
+{
+    if (!m_fitsColumns) {
+        return;
+    }
+    const QScopedValueRollback fitting(m_isFittingColumns, true);
+    int spare =
+        viewport()->width() - std::accumulate(m_leastWidths.begin(), m_leastWidths.end(), 0);
+    for (int column = 0; column < m_leastWidths.size(); ++column) {
+        const int more = qBound(0, spare, m_neededWidths[column] - m_leastWidths[column]);
+        setColumnWidth(column, m_leastWidths[column] + more);
+        spare -= more;
+    }
 }
 
 void TableView::showSelection()
@@ -228,6 +287,7 @@ void TableView::showSortOrder()
 
 void TableView::showPlaceholder()
 {
+    m_placeholder->setText(m_controller->content().isEmpty() ? m_placeholderText : m_noMatchText);
     m_placeholder->setVisible(m_model->rowCount() == 0);
     placePlaceholder();
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPersistentModelIndex>
 #include <QTableView>
 
 class QLabel;
@@ -11,23 +12,25 @@ class TableModel;
 
 /// A table of an array controller's records. Rows are selected as wholes, in step with the array
 /// controller; a click on a header sorts through it; typing finds a record by the text of the
-/// first column.
+/// first column. A row that is selected by other means than the view's is scrolled to.
 ///
-/// The layout declares the columns (see TableColumn) and the text that explains an empty table.
+/// The columns are as wide as nine of ten of their texts need, in turn as far as the view's width
+/// allows, and the last one takes the rest, until the user sets a width.
+///
+/// The layout declares the columns (see TableColumn), and the texts that explain an empty table
+/// and one whose records are all left out by a filter.
 class TableView : public QTableView
 {
     Q_OBJECT
     Q_PROPERTY(QStringList columns MEMBER m_columns)
-    Q_PROPERTY(QString placeholderText READ placeholderText WRITE setPlaceholderText)
+    Q_PROPERTY(QString placeholderText MEMBER m_placeholderText)
+    Q_PROPERTY(QString noMatchText MEMBER m_noMatchText)
 
 public:
     explicit TableView(QWidget *parent = nullptr);
 
     /// Shows the records of `controller`, which outlives the view.
     void setArrayController(ArrayController &controller);
-
-    QString placeholderText() const;
-    void setPlaceholderText(const QString &text);
 
     void keyboardSearch(const QString &search) override;
 
@@ -39,17 +42,28 @@ protected:
 
 private:
     QList<int> selectedRows() const;
-    void readSelection();
+    void readSelection(const QItemSelection &selected);
+    void readSelectionLater() { readSelection(selectionModel()->selection()); }
+    Q_INVOKABLE void goToSelection();
+    void measureColumns();
+    void fitColumns();
     void showSelection();
     void showSortOrder();
     void showPlaceholder();
     void placePlaceholder();
 
     QStringList m_columns;
+    QString m_placeholderText;
+    QString m_noMatchText;
     QLabel *m_placeholder; ///< beside the view, as assistive technology sees only cells in it
     ArrayController *m_controller = nullptr;
     TableModel *m_model = nullptr;
     bool m_followsController = false;
+    QPersistentModelIndex m_newlySelected;
+    QList<int> m_leastWidths;  ///< of the columns, pixels
+    QList<int> m_neededWidths; ///< likewise
+    bool m_fitsColumns = true;
+    bool m_isFittingColumns = false;
 };
 
 } // namespace platform
