@@ -11,6 +11,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 from pathlib import Path
 from urllib.parse import unquote, urlsplit
@@ -55,10 +56,10 @@ class WindowTest(unittest.TestCase):
         (self.programs / "sleep").symlink_to(shutil.which("sleep"))
 
     @contextlib.contextmanager
-    def window(self, *selected, arguments=(), volume=None, closed_by="alt+F4"):
+    def window(self, *selected, arguments=(), volume=None, closed_by="alt+F4", **environment):
         """A window that at the end closes with status 0, having written nothing."""
         with driver.Tarnwell(BUILD / "bin/tarnwell", volume or self.volume, arguments,
-                             PATH=str(self.programs)) as window:
+                             PATH=str(self.programs), **environment) as window:
             if volume is None:
                 window.wait_for_list()
                 window.select(*selected)
@@ -110,9 +111,26 @@ class ListTest(WindowTest):
 
     def test_a_volume_that_does_not_exist(self):
         with self.window(volume=self.folder / "none") as window:
-            window.wait_until(lambda: any("No applications" in text for text in window.texts()),
-                              "a word about the empty list")
+            window.wait_until(lambda: any(f"no disk at {self.folder}/none" in text
+                                          for text in window.texts()), "a word about the disk")
             self.assertEqual((window.names(), window.enabled_buttons()), ([], set()))
+            self.assertFalse(any("Select" in text for text in window.texts()))
+
+    def test_a_user_who_does_not_exist(self):
+        (self.volume / "Users/mira/Library").mkdir(parents=True)
+        with self.window(volume=self.volume, TARNWELL_USER="nobody") as window:
+            window.wait_until(lambda: any("have one: anna, mira." in text for text in window.texts()),
+                              "the users that there are")
+            self.assertFalse(driver.has(window.table, pyatspi.STATE_SHOWING))
+
+    def test_the_window_says_what_it_shows(self):
+        with self.window("Café Größe") as window:
+            window.find(pyatspi.ROLE_FRAME, "Café Größe – Tarnwell")
+            status = window.find(pyatspi.ROLE_LABEL, "17 applications on volume, library of anna")
+            window.key("ctrl+f")
+            window.type("clock")
+            window.wait_until(lambda: status.name.startswith("2 of 17 applications on"), "a count")
+            window.find(pyatspi.ROLE_FRAME, "Tarnwell")
 
     def test_shortcuts_are_enabled_as_the_buttons_are(self):
         with self.window() as window:
@@ -120,6 +138,23 @@ class ListTest(WindowTest):
                 window.select(*selected)
                 self.assertEqual(window.enabled_shortcuts() & set(COMMANDS.values()),
                                  {COMMANDS[button] for button in window.enabled_buttons()})
+
+    def test_closing_while_the_list_is_made(self):
+        program = self.folder / "slow/bin/tarnwell"
+        tool = self.folder / "slow/libexec/tarnwell/mdfind"
+        for file in program, tool:
+            file.parent.mkdir(parents=True)
+        shutil.copy(BUILD / "bin/tarnwell", program)
+        tool.write_text("#!/bin/sh\nexec sleep 600\n")
+        tool.chmod(0o755)
+        for way in signal.SIGTERM, "alt+F4":
+            with self.subTest(way), driver.Tarnwell(program, self.volume) as window:
+                window.find(pyatspi.ROLE_LABEL, "Looking for applications…")
+                if way == "alt+F4":
+                    self.assertEqual(window.close(way), 0)
+                else:
+                    window.process.send_signal(way)
+                    self.assertEqual(window.process.wait(driver.PATIENCE), 0)
 
 
 class BackupTest(WindowTest):
@@ -138,6 +173,7 @@ class BackupTest(WindowTest):
                 window.start(kind.restore)
                 for buttons in (["Ok", "Cancel"], ["Ok"]):
                     alert = window.alert()
+                    self.assertEqual(alert.item.name, "Recipe Drawer – Tarnwell")
                     self.assertEqual(list(alert.buttons), buttons)
                     self.assertTrue(driver.has(alert.buttons["Ok"], pyatspi.STATE_IS_DEFAULT))
                     window.answer(alert, "Ok")
@@ -151,6 +187,134 @@ class BackupTest(WindowTest):
                 window.run(kind.back_up)
                 dates.append(sum("2026" in text for text in window.texts()))
         self.assertTrue(0 == dates[0] < dates[1] < dates[2], dates)
+
+
+class LongTest(WindowTest):
+    """Commands that take a while."""
+
+    def setUp(self):
+        super().setUp()
+        self.data = self.volume / RECIPE_DATA
+        self.backup = Path(f"{self.data}.bak")
+        self.fill(range(3))
+
+    def fill(self, folders):
+        for folder in folders:
+            (self.data / f"notes {folder}").mkdir()
+            for note in range(1000):
+                (self.data / f"notes {folder}/{note}").write_text("a note")
+
+    def make_backup(self):
+        shutil.rmtree(self.backup)
+        shutil.copytree(self.data, self.backup, symlinks=True)
+
+    @contextlib.contextmanager
+    def stopped(self, window):
+        """Stops the program in the midst of copying; what is done meanwhile waits for it."""
+        window.wait_until(lambda: any(self.data.parent.glob(".*/*/notes *")), "a copy under way")
+        window.process.send_signal(signal.SIGSTOP)
+        try:
+            yield
+        finally:
+            window.process.send_signal(signal.SIGCONT)
+
+    def test_what_is_pressed_meanwhile_is_dropped(self):
+        self.fill(range(3, 15))
+        shutil.rmtree(self.backup)
+        with self.window("Recipe Drawer") as window:
+            preferences = snapshot(self.volume / LIBRARY / "Preferences", identity=True)
+            button = window.buttons["Back Up Data"]
+            table = window.table.queryTable()
+            press = window.buttons["Back Up Preferences"].queryAction()
+            self.assertEqual(press.getName(0), "Press")
+            field = window.find(pyatspi.ROLE_TEXT, "Filter Applications")
+            filter_text = field.queryEditableText()
+            places = [(str(at.x + at.width // 2), str(at.y + at.height // 2)) for at in
+                      map(driver.extents, (window.buttons["Restore Preferences"], window.table))]
+            window.click(button)
+            with self.stopped(window):
+                driver.xdotool("click", "1")
+                for place in places:
+                    driver.xdotool("mousemove", *place, "click", "1")
+                driver.xdotool("click", "4", "click", "5", "click", "5")
+                driver.xdotool("key", "Return", "space", "Down", "Tab", "ctrl+r", "ctrl+l",
+                               "ctrl+shift+b", "ctrl+f", "alt+d", "Down", "x")
+                # The first waits until the program goes on, so that all are asked for in time.
+                subprocess.Popen(["sh", "-c", f"sleep 0.5; kill -CONT {window.process.pid}"])
+                table.addRowSelection(0)
+                press.doAction(0)
+                filter_text.setTextContents("almanac")
+                self.assertTrue(driver.has(button, pyatspi.STATE_PRESSED), "too quick a copy")
+            window.wait_for_end("Back Up Data")
+            made = self.backup.stat()
+            # Nothing of it comes later: a question would take the keyboard, a command be first.
+            window.key("ctrl+f")
+            window.wait_until(lambda: driver.has(field, pyatspi.STATE_FOCUSED), "the field")
+            self.assertEqual((window.names(), window.selection(), self.backup.stat().st_ino),
+                             (NAMES, ["Recipe Drawer"], made.st_ino))
+            self.assertEqual(snapshot(self.volume / LIBRARY / "Preferences", identity=True),
+                             preferences)
+            self.assertEqual(driver.launched(self.volume), [])
+        self.assertEqual(snapshot(self.data), snapshot(self.backup))
+
+    def test_two_quick_clicks_make_one_backup(self):
+        shutil.rmtree(self.backup)
+        (self.volume / f"{RECIPE_PREFERENCES}.bak").unlink()
+        with self.window("Recipe Drawer") as window:
+            for command in "Back Up Preferences", "Back Up Data":
+                window.click(window.buttons[command])
+                window.click(window.buttons[command])
+                window.wait_until(lambda: any("Backed up" in text for text in window.texts()), "it")
+                window.wait_for_end(command)
+        self.assertEqual(snapshot(self.data), snapshot(self.backup))
+
+    def test_it_says_how_far_it_is(self):
+        with self.window("Recipe Drawer") as window:
+            status = window.find(pyatspi.ROLE_LABEL, "17 applications on volume, library of anna")
+            window.start("Back Up Data")
+            window.answer(window.alert(), "Ok")
+            with self.stopped(window):
+                time.sleep(0.4)
+            said = []
+            while driver.has(window.buttons["Back Up Data"], pyatspi.STATE_PRESSED):
+                said.append(status.name)
+            window.wait_until(lambda: status.name.startswith("17 applications"), "the count")
+            during = [text for text in said if "applications" not in text]
+            self.assertTrue(any("items" in text for text in during), set(said))
+            self.assertEqual([text for text in during
+                              if not text.startswith("Backing up the data of Recipe Drawer")], [])
+
+    def test_the_end_waits_for_the_command(self):
+        self.make_backup()
+        whole = snapshot(self.backup)
+        for way in signal.SIGTERM, signal.SIGINT, signal.SIGHUP, "alt+F4":
+            with self.subTest(way), driver.Tarnwell(BUILD / "bin/tarnwell", self.volume) as window:
+                window.wait_for_list()
+                window.select("Recipe Drawer")
+                (self.data / "changed").touch()
+                window.start("Restore Data")
+                window.answer(window.alert(), "Ok")
+                with self.stopped(window):
+                    self.assertFalse(self.data.exists())
+                    if way == "alt+F4":
+                        driver.xdotool("key", way)
+                    else:
+                        window.process.send_signal(way)
+                        window.process.send_signal(way)
+                self.assertEqual(window.process.wait(driver.PATIENCE), 0)
+                self.assertEqual(window.output(), ("", ""))
+                self.assertEqual((snapshot(self.data), snapshot(self.backup)), (whole, whole))
+
+    def test_a_signal_takes_a_question_back(self):
+        with driver.Tarnwell(BUILD / "bin/tarnwell", self.volume) as window:
+            window.wait_for_list()
+            window.select("Recipe Drawer")
+            before = self.untouched()
+            window.start("Restore Data")
+            window.alert()
+            window.process.send_signal(signal.SIGTERM)
+            self.assertEqual(window.process.wait(driver.PATIENCE), 0)
+        self.assertEqual(self.untouched(), before)
 
 
 class RunningTest(WindowTest):
@@ -292,6 +456,24 @@ class KeyboardTest(WindowTest):
                 self.assertEqual(set(offered), set(COMMANDS.values()))
                 self.assertTrue(all(offered.values()), offered)
                 window.key("Escape")
+
+
+    def test_filter(self):
+        with self.window("Recipe Drawer") as window:
+            field = window.find(pyatspi.ROLE_TEXT, "Filter Applications")
+            window.key("ctrl+f")
+            window.wait_until(lambda: driver.has(field, pyatspi.STATE_FOCUSED), "the field")
+            window.type("GROSSE")
+            window.wait_until(lambda: window.names() == ["Café Größe"], "the filtered list")
+            self.assertEqual((window.selection(), window.enabled_buttons() & set(COMMANDS)),
+                             ([], set()))
+            window.key("Return")
+            window.wait_until(lambda: window.selection() == ["Café Größe"], "the selection")
+            self.assertTrue(driver.has(window.table, pyatspi.STATE_FOCUSED))
+            window.run("Back Up Preferences", by_shortcut=True)
+            window.key("Escape")
+            window.wait_until(lambda: window.names() == NAMES, "the whole list")
+            self.assertEqual(window.selection(), ["Café Größe"])
 
 
 def main():

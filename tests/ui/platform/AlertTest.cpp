@@ -61,11 +61,13 @@ void AlertTest::responses()
 void AlertTest::everyAlertHasAnOwner()
 {
     QMainWindow window;
+    window.setWindowTitle("Name – Program");
     window.show();
     QVERIFY(QTest::qWaitForWindowActive(&window));
     for (int i = 0; i < 3; ++i) {
         run({"Ok"}, [&](QMessageBox &box) {
             QCOMPARE(box.parentWidget(), &window);
+            QCOMPARE(box.windowTitle(), window.windowTitle());
             box.close();
         });
     }

@@ -77,6 +77,7 @@ class LayoutConnectionsTest : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase() { qputenv("TARNWELL_VOLUME", "/no/such/disk"); }
     void init();
     void outletsAndActions();
     void textBindings();
@@ -145,19 +146,26 @@ void LayoutConnectionsTest::textBindings()
     QLabel *const name = label("selection.name");
     name->setProperty("null_text", "unnamed");
     name->setProperty("none_text", "nothing selected");
+    m_layout->setProperty("bind_windowTitle", "selection.name");
+    m_layout->setProperty("format_windowTitle", "%1 – Program");
+    m_layout->setProperty("none_windowTitle", "Program");
     QLabel *const derived = label("selection.derived");
+    derived->setProperty("format_text", "Called %1");
     connectLayout();
     ArrayController &records = *m_controller->records;
     QCOMPARE(name->text(), "nothing selected");
+    QCOMPARE(m_layout->windowTitle(), "Program");
 
     records.setSelectionIndexes({0, 1});
     QCOMPARE(name->text(), "first");
+    QCOMPARE(m_layout->windowTitle(), "first – Program");
     records.setSelectionIndexes({1});
     QCOMPARE(name->text(), "unnamed");
+    QCOMPARE(derived->text(), "");
     // A derived text follows the notifications of the properties beside it.
     m_second->setProperty("name", "second");
     QCOMPARE(name->text(), "second");
-    QCOMPARE(derived->text(), "second!");
+    QCOMPARE(derived->text(), "Called second!");
     // So they do for another topmost record after a rearrangement.
     records.setSelectionIndexes({0, 1});
     QCOMPARE(name->text(), "first");
@@ -180,8 +188,10 @@ void LayoutConnectionsTest::conditions()
     QLabel *const both =
         label("selection.location.found & !selection.location.date", "bind_visible");
     QLabel *const several = label("hasMultipleSelection", "bind_enabled");
+    QLabel *const problem = label("disk.problem");
     connectLayout();
     m_layout->show();
+    QVERIFY(problem->text().contains("/no/such/disk"));
     QVERIFY(!found->isEnabled() && !both->isVisible() && !several->isEnabled());
     m_controller->records->setSelectionIndexes({0});
     m_first->location()->setProperty("found", true);
