@@ -39,22 +39,28 @@ bool makeMark(int folder, struct stat &sample)
            ::fstat(file.get(), &sample) == 0 && file.close();
 }
 
-// True when the folder holds what a work folder holds. One that was not marked yet is empty.
-bool isMarked(int folder)
+enum class Contents
 {
-    bool isEmpty = true;
+    Foreign,
+    Nothing, ///< it was not marked yet
+    Ours
+};
+
+Contents contentsOf(int folder)
+{
+    Contents contents = Contents::Nothing;
     bool isMarked = false;
     DirectoryReader reader;
     reader.start(folder);
     while (const DirectoryReader::Entry *entry = reader.next()) {
         const std::string_view name = entry->name;
         if (name != mark && name != WorkFolder::item && name != WorkFolder::links) {
-            return false;
+            return Contents::Foreign;
         }
-        isEmpty = false;
         isMarked = isMarked || name == mark;
+        contents = isMarked ? Contents::Ours : Contents::Foreign;
     }
-    return reader.error() == 0 && (isMarked || isEmpty);
+    return reader.error() == 0 ? contents : Contents::Foreign;
 }
 
 // Removes the folder with everything in it, the mark last.
@@ -141,25 +147,34 @@ bool WorkFolder::make(const std::string &name)
 }
 
 // Disks that keep neither owners nor modes give every folder those of its parent.
-bool WorkFolder::isOwn(const struct stat &folder) const
+bool WorkFolder::isOwn(int folder) const
 {
     struct stat parent = {};
-    if (::fstat(m_parent, &parent) != 0 || folder.st_dev != parent.st_dev) {
+    struct stat status = {};
+    if (::fstat(m_parent, &parent) != 0 || ::fstat(folder, &status) != 0 ||
+        status.st_dev != parent.st_dev) {
         return false;
     }
-    const mode_t permissions = folder.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
-    return (folder.st_uid == ::geteuid() && permissions == S_IRWXU) ||
-           (folder.st_uid == parent.st_uid && folder.st_mode == parent.st_mode);
+    const bool isOurs = status.st_uid == ::geteuid();
+    const bool isPrivate = isOurs && (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+    const bool isLikeParent = status.st_uid == parent.st_uid && status.st_mode == parent.st_mode;
+    switch (contentsOf(folder)) {
+    case Contents::Ours:
+        return isPrivate || isLikeParent;
+    case Contents::Nothing:
+        return isPrivate || (isLikeParent && isOurs);
+    case Contents::Foreign:
+        break;
+    }
+    return false;
 }
 
 void WorkFolder::clearLeftover(const std::string &name) const
 {
     const FileDescriptor leftover = openItem(m_parent, name.c_str(), O_DIRECTORY);
-    struct stat status = {};
-    struct statx extended = {};
-    if (leftover.isOpen() && ::fstat(leftover.get(), &status) == 0 && isOwn(status) &&
-        readStatus(leftover.get(), "", extended) && !isMountRoot(extended) &&
-        lock(leftover.get()) && isMarked(leftover.get())) {
+    struct statx status = {};
+    if (leftover.isOpen() && readStatus(leftover.get(), "", status) && !isMountRoot(status) &&
+        lock(leftover.get()) && isOwn(leftover.get())) {
         removeWorkFolder(m_parent, name, leftover.get());
     }
 }

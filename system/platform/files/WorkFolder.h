@@ -14,17 +14,18 @@ namespace platform {
 /// How the work is kept from harming anything, also that of other processes and of killed ones:
 ///
 /// - Whoever copies to an item's place or removes the item holds its LocationLock.
-/// - He makes a folder ".tarnwell-HASH.NUMBER", which only he may enter and which he locks
-///   (flock(2)); HASH stands for the item's name without ".bak". Where anything else has that
-///   name, the next number is taken.
+/// - The work is done in a folder ".tarnwell-HASH.NUMBER", which only its owner may enter and which
+///   is locked (flock(2)); HASH stands for the item's name without ".bak". Where anything else has
+///   that name, the next number is taken.
 /// - The folder holds a file "tarnwell.txt", which says what it is, and nothing else but the item
 ///   ("item") and links to those of its files that have several names ("links").
 /// - A finished copy is flushed, moved to its place without replacing anything, and flushed there.
 ///   An item to be removed is moved into the folder first; if it cannot be removed entirely, what
 ///   is left of it is moved back.
 /// - The folder is removed at the end. What a killed process left behind is cleared by whoever
-///   works on that location next: a folder of that name that is his own, not in use, not the root
-///   of another disk, and holds "tarnwell.txt" and nothing foreign. Anything else stays untouched.
+///   works on that location next: a folder of that name and of the same user that is not in use, is
+///   not the root of another disk, and holds "tarnwell.txt" and nothing foreign, or nothing at all.
+///   Where the disk keeps no owners it must hold "tarnwell.txt". Anything else stays untouched.
 ///
 /// On failure of a function errno tells why.
 class WorkFolder
@@ -54,7 +55,7 @@ public:
 private:
     std::string nameOf(int number) const;
     bool make(const std::string &name);
-    bool isOwn(const struct stat &folder) const;
+    bool isOwn(int folder) const;
     void clearLeftover(const std::string &name) const;
 
     int m_parent = -1;

@@ -304,6 +304,15 @@ void FaultTest::foreignItemsAtHiddenName()
                                 if (::geteuid() == 0) {
                                     setOwner(path, 1234, 1234);
                                 }
+                            },
+                            [](const std::string &path) { // as on a disk without owners, but empty
+                                makeFolder(path, 0777);
+                                if (::geteuid() == 0) {
+                                    setOwner(path, 1234, 1234);
+                                    setOwner(path.substr(0, path.rfind('/')), 1234, 1234);
+                                } else {
+                                    writeFile(path + "/letter", "kept");
+                                }
                             }};
     const std::string hidden = ".tarnwell-" + platform::locationHash("tree");
     for (const Plant &plant : plants) {
