@@ -1,6 +1,7 @@
 #include "system/platform/FileManager.h"
 
 #include "system/platform/PathEncoding.h"
+#include "system/platform/files/OpenItem.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -40,12 +41,7 @@ FileDescriptor openRegularFile(const std::string &path, struct stat &status)
         return FileDescriptor(
             ::openat(folder.get(), name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     }
-    const FileDescriptor item = Volume::current().open(path, O_PATH);
-    if (!item.isOpen() || ::fstat(item.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return {};
-    }
-    const std::string link = "/proc/self/fd/" + std::to_string(item.get());
-    return FileDescriptor(::open(link.c_str(), O_RDONLY | O_CLOEXEC));
+    return openPlainFile(Volume::current().open(path, O_PATH).get(), status);
 }
 
 } // namespace

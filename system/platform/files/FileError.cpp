@@ -116,6 +116,14 @@ std::string FileError::description() const
     return "“" + printableName(item) + "” " + actionWords(action) + ": " + reason + '.';
 }
 
+std::optional<FileError> inFolder(const std::string &folder, std::optional<FileError> error)
+{
+    if (error) {
+        error->item = error->item.empty() ? folder : folder + '/' + error->item;
+    }
+    return error;
+}
+
 std::string errorReason(int error)
 {
     for (const Reason &reason : reasons) {

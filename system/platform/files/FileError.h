@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,9 @@ struct FileError
     /// One line of UTF-8 that says all this.
     std::string description() const;
 };
+
+/// The error, if there is one, told from outside the folder `folder` that the item is in or is.
+std::optional<FileError> inFolder(const std::string &folder, std::optional<FileError> error);
 
 /// An errno in words that a person understands.
 std::string errorReason(int error);

@@ -25,7 +25,7 @@ bool needsFlushOfEachItem(int item)
     }
     const auto type = static_cast<unsigned long>(disk.f_type) & 0xFFFFFFFFU;
     return type == FUSE_SUPER_MAGIC || type == V9FS_MAGIC || type == CIFS_SUPER_MAGIC ||
-           type == SMB2_SUPER_MAGIC;
+           type == SMB2_SUPER_MAGIC || type == ECRYPTFS_SUPER_MAGIC;
 }
 
 bool flushItem(int item)

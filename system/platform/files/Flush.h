@@ -5,7 +5,8 @@
 namespace platform {
 
 /// True when flushing the disk of an open item as a whole does not reach what holds its bytes:
-/// file systems of programs (FUSE) and of other machines are not told. There each item is flushed.
+/// file systems of programs (FUSE), of other machines and above other ones are not told. There each
+/// item is flushed.
 bool needsFlushOfEachItem(int item);
 
 /// Flushes an open plain file or folder to the disk. On failure errno tells why.
@@ -18,7 +19,7 @@ bool flushItem(int item);
 bool flushNames(int folder, int itemOnSameDisk);
 
 /// Flushes what a long copy has written so far in small portions, while somebody watches it: one
-/// flush of everything at the end would keep him waiting without a word.
+/// flush of everything at the end would keep them waiting without a word.
 class PacedFlush
 {
 public:

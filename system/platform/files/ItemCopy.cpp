@@ -47,7 +47,6 @@ private:
     std::optional<FileError> copyInto(int folder, int source);
     std::optional<FileError> release(FileDescriptor item);
     bool moveOut(int item);
-    std::optional<FileError> below(std::optional<FileError> error) const;
     FileError failure(FileAction action, int error) const;
 
     const ItemPlace &m_source;
@@ -118,7 +117,7 @@ std::optional<FileError> ItemCopy::copyFolder()
         return failure(FileAction::Copy, errno);
     }
     std::optional<FileError> error = copyInto(copy.get(), source.get());
-    return error ? below(std::move(error)) : release(std::move(copy));
+    return error ? inFolder(m_source.name, std::move(error)) : release(std::move(copy));
 }
 
 std::optional<FileError> ItemCopy::copyInto(int folder, int source)
@@ -188,12 +187,6 @@ bool ItemCopy::moveOut(int item)
         ::futimens(item, times);
     }
     return true;
-}
-
-std::optional<FileError> ItemCopy::below(std::optional<FileError> error) const
-{
-    error->item = error->item.empty() ? m_source.name : m_source.name + '/' + error->item;
-    return error;
 }
 
 FileError ItemCopy::failure(FileAction action, int error) const

@@ -16,14 +16,6 @@ FileError failure(const ItemPlace &item, int error)
     return {FileAction::Remove, item.name, errorReason(error)};
 }
 
-std::optional<FileError> below(const ItemPlace &item, std::optional<FileError> error)
-{
-    if (error) {
-        error->item = error->item.empty() ? item.name : item.name + '/' + error->item;
-    }
-    return error;
-}
-
 // Moves the folder out of sight and removes it there, so that no half of it is ever seen; what
 // cannot be removed comes back.
 std::optional<FileError> removeHidden(const ItemPlace &item, int folder, mode_t mode,
@@ -34,7 +26,7 @@ std::optional<FileError> removeHidden(const ItemPlace &item, int folder, mode_t 
         moveItem(work.descriptor(), WorkFolder::item, item.folder, item.name.c_str());
         ::fchmod(folder, mode);
     }
-    return below(item, std::move(error));
+    return inFolder(item.name, std::move(error));
 }
 
 std::optional<FileError> removeFolder(const ItemPlace &item)
@@ -73,7 +65,7 @@ std::optional<FileError> removeFolder(const ItemPlace &item)
     if (error && isClosed) {
         ::fchmod(folder.get(), status.st_mode);
     }
-    return below(item, std::move(error));
+    return inFolder(item.name, std::move(error));
 }
 
 } // namespace

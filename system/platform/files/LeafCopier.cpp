@@ -8,7 +8,6 @@
 #include <limits.h>
 
 #include <array>
-#include <string>
 
 namespace platform {
 
@@ -19,23 +18,6 @@ constexpr int maximumAttempts = 16; // with an original that keeps changing
 LeafCopier::Outcome unreadable()
 {
     return errno == ENOENT ? LeafCopier::Outcome::Gone : LeafCopier::Outcome::Unreadable;
-}
-
-// Opens a file on which another process has a lease (fcntl(2)), which it gives up if it is waited
-// for. What is no plain file is not opened, with errno ELOOP.
-FileDescriptor openLeased(int folder, const char *name)
-{
-    const FileDescriptor item(::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    struct stat status = {};
-    if (!item.isOpen() || ::fstat(item.get(), &status) != 0) {
-        return {};
-    }
-    if (!S_ISREG(status.st_mode)) {
-        errno = ELOOP;
-        return {};
-    }
-    const std::string link = "/proc/self/fd/" + std::to_string(item.get());
-    return FileDescriptor(::open(link.c_str(), O_RDONLY | O_CLOEXEC));
 }
 
 // True for the errors of a disk that has no such items. That of the original has them.
@@ -80,14 +62,16 @@ std::optional<LeafCopier::Outcome> LeafCopier::copyFile(Place source, Place dest
 {
     // Without O_NONBLOCK a pipe that took the file's place would be waited for.
     FileDescriptor file = openItem(source.folder, source.name, O_NONBLOCK | O_NOCTTY);
-    if (!file.isOpen() && errno == EWOULDBLOCK) {
-        file = openLeased(source.folder, source.name);
+    struct stat status = {};
+    if (!file.isOpen() && errno == EWOULDBLOCK) { // another process has a lease on it
+        const FileDescriptor item(
+            ::openat(source.folder, source.name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        file = openPlainFile(item.get(), status);
     }
     if (!file.isOpen()) {
         const bool isOther = errno == ELOOP || errno == ENXIO;
         return isOther ? std::nullopt : std::optional(unreadable());
     }
-    struct stat status = {};
     if (::fstat(file.get(), &status) != 0) {
         return Outcome::Unreadable;
     }

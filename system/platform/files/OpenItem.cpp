@@ -14,6 +14,19 @@ FileDescriptor openItem(int folder, const char *name, int flags)
     return FileDescriptor(descriptor);
 }
 
+FileDescriptor openPlainFile(int item, struct stat &status)
+{
+    if (::fstat(item, &status) != 0) {
+        return {};
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = ELOOP;
+        return {};
+    }
+    const std::string link = "/proc/self/fd/" + std::to_string(item);
+    return FileDescriptor(::open(link.c_str(), O_RDONLY | O_CLOEXEC));
+}
+
 FileDescriptor openOwnFolder(int parent, const char *name)
 {
     FileDescriptor folder = openItem(parent, name, O_DIRECTORY);

@@ -20,8 +20,12 @@ struct ItemPlace
 /// On failure the result is not open and errno tells why.
 FileDescriptor openItem(int folder, const char *name, int flags);
 
-/// Opens a folder as openItem() does, giving its owner full access first if he had taken it away
-/// from himself.
+/// Opens for reading what is open with O_PATH. What is no plain file is not opened, with errno
+/// ELOOP. Waits for a process that has a lease on the file (fcntl(2)) to give it up.
+FileDescriptor openPlainFile(int item, struct stat &status);
+
+/// Opens a folder as openItem() does, giving its owner full access first if it was closed to
+/// the owner, too.
 FileDescriptor openOwnFolder(int parent, const char *name);
 
 /// Makes and opens a folder that is accessible to its owner alone, whatever the process's mask.

@@ -1,5 +1,6 @@
 #include "system/platform/files/RemovalCheck.h"
 
+#include "system/platform/files/Flush.h"
 #include "system/platform/files/OpenItem.h"
 #include "system/platform/files/Progress.h"
 #include "system/platform/files/TreeWalker.h"
@@ -19,13 +20,14 @@ constexpr mode_t settableBits = 07777;
 // A folder's own name and its "."; every subfolder's ".." is one more. Disks that do not count
 // them say 1.
 constexpr nlink_t linksWithoutSubfolders = 2;
-constexpr const char *mountedThere = "another disk is mounted there";
-constexpr const char *locked = "it is locked";
 
 class RemovalCheck
 {
 public:
-    explicit RemovalCheck(int folder) : m_walker(folder) {}
+    explicit RemovalCheck(int folder)
+        : m_walker(folder)
+        , m_countsSubfolders(!needsFlushOfEachItem(folder))
+    {}
 
     std::optional<FileError> run();
 
@@ -41,6 +43,7 @@ private:
 
     Folder describe(const struct statx &status) const;
     void checkVisited();
+    void checkItem(const Folder &parent, const struct statx &status);
     void checkLeaf();
     void checkFolder();
     void openBlocked();
@@ -48,6 +51,7 @@ private:
     void refuse(const std::string &reason);
 
     TreeWalker m_walker;
+    bool m_countsSubfolders; ///< programs and other machines may tell any number of links
     uid_t m_user = ::geteuid();
     std::vector<Folder> m_folders;
     std::optional<mode_t> m_closedMode; ///< of the folder that is entered next
@@ -60,11 +64,8 @@ std::optional<FileError> RemovalCheck::run()
     struct statx status = {};
     if (!readStatus(m_walker.folder(), "", status)) {
         refuse(errorReason(errno));
-    } else if (isMountRoot(status)) {
-        refuse(mountedThere);
-    } else if (isLocked(status)) {
-        refuse(locked);
     } else {
+        checkItem(Folder(), status);
         m_folders.push_back(describe(status));
     }
     // After a refusal the walk goes on to the folders that are to be closed again.
@@ -104,29 +105,32 @@ void RemovalCheck::checkVisited()
     }
 }
 
+// Whether something keeps an item from being removed from the folder that it is in.
+void RemovalCheck::checkItem(const Folder &parent, const struct statx &status)
+{
+    if (parent.error != 0) {
+        refuse(errorReason(parent.error));
+    } else if (isMountRoot(status)) {
+        refuse("another disk is mounted there");
+    } else if (isLocked(status)) {
+        refuse("it is locked");
+    } else if (parent.isSticky && status.stx_uid != m_user) {
+        refuse(errorReason(EPERM));
+    }
+}
+
 void RemovalCheck::checkLeaf()
 {
     const Folder &folder = m_folders.back();
-    if (folder.error != 0) {
-        return refuse(errorReason(folder.error));
-    }
     struct statx status = {};
-    if (!folder.hasLocks && !folder.isSticky) {
-        return;
-    }
-    if (!readStatus(m_walker.folder(), m_walker.name(), status)) {
+    const bool isLooked = folder.error == 0 && (folder.hasLocks || folder.isSticky);
+    if (isLooked && !readStatus(m_walker.folder(), m_walker.name(), status)) {
         if (errno != ENOENT) {
             refuse(errorReason(errno));
         }
         return;
     }
-    if (isMountRoot(status)) {
-        refuse(mountedThere);
-    } else if (isLocked(status)) {
-        refuse(locked);
-    } else if (folder.isSticky && status.stx_uid != m_user) {
-        refuse(errorReason(EPERM));
-    }
+    checkItem(folder, status);
 }
 
 void RemovalCheck::checkFolder()
@@ -140,14 +144,8 @@ void RemovalCheck::checkFolder()
     inner.closedMode = std::exchange(m_closedMode, std::nullopt);
     if (!isRead) {
         refuse(errorReason(error));
-    } else if (outer.error != 0) {
-        refuse(errorReason(outer.error));
-    } else if (isMountRoot(status)) {
-        refuse(mountedThere);
-    } else if (isLocked(status)) {
-        refuse(locked);
-    } else if (outer.isSticky && status.stx_uid != m_user) {
-        refuse(errorReason(EPERM));
+    } else {
+        checkItem(outer, status);
     }
     const bool isClosed =
         m_user != superUser && m_user == status.stx_uid && (status.stx_mode & S_IRWXU) != S_IRWXU;
@@ -156,6 +154,7 @@ void RemovalCheck::checkFolder()
         ++m_openedFolders;
     }
     const bool isRemovable = inner.error == 0 && !inner.isSticky && !inner.hasLocks &&
+                             m_countsSubfolders &&
                              m_walker.status().st_nlink == linksWithoutSubfolders;
     if (m_error || isRemovable) {
         m_walker.skipContents();
