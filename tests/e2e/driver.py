@@ -8,8 +8,10 @@ import contextlib
 import hashlib
 import os
 import shutil
+import signal
 import subprocess
 import tempfile
+import threading
 import time
 from pathlib import Path
 
@@ -113,6 +115,14 @@ def shortcut(item):
 def press(item):
     offered = item.queryAction()
     offered.doAction([offered.getName(i) for i in range(offered.nActions)].index("Press"))
+
+
+def make_notes(folder, numbers, size=6):
+    """Makes folders of 1,000 files each, of so many bytes."""
+    for number in numbers:
+        (folder / f"notes {number}").mkdir()
+        for note in range(1000):
+            (folder / f"notes {number}/{note}").write_bytes(b"a note" * (size // 6))
 
 
 def extents(item):
@@ -219,6 +229,11 @@ class Tarnwell:
                  if has(item, pyatspi.STATE_SHOWING)]
         return [text for item in shown for text in (item.name, item.description) if text]
 
+    def foot(self):
+        """The label that says what is listed, or what is being done."""
+        return next(label for label in self.find_all(pyatspi.ROLE_LABEL)
+                    if " applications on " in label.name)
+
     def names(self):
         """The first column, from the top."""
         table = self.table.queryTable()
@@ -317,6 +332,50 @@ class Tarnwell:
             self.answer(alert, answer)
         self.wait_for_end(command)
         return seen
+
+    @contextlib.contextmanager
+    def paused(self):
+        """Stops the program meanwhile. What is asked of it waits until it goes on."""
+        self.process.send_signal(signal.SIGSTOP)
+        try:
+            yield
+        finally:
+            self.process.send_signal(signal.SIGCONT)
+
+    @contextlib.contextmanager
+    def slowed(self, share=0.05, period=0.05):
+        """Lets the program run for a share of the time only, as if its disk were slow."""
+        over = threading.Event()
+
+        def pause_again_and_again():
+            while not over.wait(period * share):
+                with self.paused():
+                    over.wait(period * (1 - share))
+
+        thread = threading.Thread(target=pause_again_and_again)
+        thread.start()
+        try:
+            yield
+        finally:
+            over.set()
+            thread.join()
+
+    @contextlib.contextmanager
+    def in_long_work(self, command, *answers):
+        """Gives a command that takes long and stops the program after a third of it.
+
+        The context's value is what the window said then.
+        """
+        foot, bar = self.foot(), self.find(pyatspi.ROLE_PROGRESS_BAR, "Progress").queryValue()
+        with self.slowed():
+            self.start(command)
+            for answer in answers:
+                self.answer(self.alert(), answer)
+            said = self.wait_until(lambda: bar.currentValue > bar.maximumValue / 3 > 0 and
+                                   foot.name.endswith(" left") and foot.name, "the time left")
+        with self.paused():
+            yield said
+        self.wait_for_end(command)
 
     def screenshot(self, path):
         """Takes the screen without its empty borders, when it has come to rest."""
