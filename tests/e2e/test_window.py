@@ -6,6 +6,7 @@ Exit status: 0 passed, 1 failed, 77 the means to drive a window are missing.
 
 import contextlib
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -129,7 +130,7 @@ class ListTest(WindowTest):
             status = window.find(pyatspi.ROLE_LABEL, "17 applications on volume, library of anna")
             window.key("ctrl+f")
             window.type("clock")
-            window.wait_until(lambda: status.name.startswith("2 of 17 applications on"), "a count")
+            window.wait_until(lambda: foot.name.startswith("2 of 17 applications on"), "a count")
             window.find(pyatspi.ROLE_FRAME, "Tarnwell")
 
     def test_shortcuts_are_enabled_as_the_buttons_are(self):
@@ -196,13 +197,7 @@ class LongTest(WindowTest):
         super().setUp()
         self.data = self.volume / RECIPE_DATA
         self.backup = Path(f"{self.data}.bak")
-        self.fill(range(3))
-
-    def fill(self, folders):
-        for folder in folders:
-            (self.data / f"notes {folder}").mkdir()
-            for note in range(1000):
-                (self.data / f"notes {folder}/{note}").write_text("a note")
+        driver.make_notes(self.data, range(3))
 
     def make_backup(self):
         shutil.rmtree(self.backup)
@@ -212,14 +207,11 @@ class LongTest(WindowTest):
     def stopped(self, window):
         """Stops the program in the midst of copying; what is done meanwhile waits for it."""
         window.wait_until(lambda: any(self.data.parent.glob(".*/*/notes *")), "a copy under way")
-        window.process.send_signal(signal.SIGSTOP)
-        try:
+        with window.paused():
             yield
-        finally:
-            window.process.send_signal(signal.SIGCONT)
 
     def test_what_is_pressed_meanwhile_is_dropped(self):
-        self.fill(range(3, 15))
+        driver.make_notes(self.data, range(3, 15))
         shutil.rmtree(self.backup)
         with self.window("Recipe Drawer") as window:
             preferences = snapshot(self.volume / LIBRARY / "Preferences", identity=True)
@@ -269,20 +261,30 @@ class LongTest(WindowTest):
         self.assertEqual(snapshot(self.data), snapshot(self.backup))
 
     def test_it_says_how_far_it_is(self):
+        driver.make_notes(self.data, range(3, 10))
+        self.make_backup()
         with self.window("Recipe Drawer") as window:
-            status = window.find(pyatspi.ROLE_LABEL, "17 applications on volume, library of anna")
+            button = window.buttons["Back Up Data"]
+            foot = window.foot()
+            bar = window.find(pyatspi.ROLE_PROGRESS_BAR, "Progress")
+            amount = bar.queryValue()
             window.start("Back Up Data")
             window.answer(window.alert(), "Ok")
-            with self.stopped(window):
-                time.sleep(0.4)
-            said = []
-            while driver.has(window.buttons["Back Up Data"], pyatspi.STATE_PRESSED):
-                said.append(status.name)
-            window.wait_until(lambda: status.name.startswith("17 applications"), "the count")
-            during = [text for text in said if "applications" not in text]
-            self.assertTrue(any("items" in text for text in during), set(said))
-            self.assertEqual([text for text in during
-                              if not text.startswith("Backing up the data of Recipe Drawer")], [])
+            said, amounts = [], []
+            with window.slowed():
+                while driver.has(button, pyatspi.STATE_PRESSED):
+                    said.append(foot.name)
+                    amounts.append(amount.currentValue / (amount.maximumValue or 1))
+            window.wait_until(lambda: foot.name.startswith("17 applications"), "the count")
+            self.assertFalse(driver.has(bar, pyatspi.STATE_SHOWING))
+        during = [text for text in dict.fromkeys(said) if "applications" not in text]
+        self.assertEqual([text for text in during
+                          if not text.startswith("Backing up the data of Recipe Drawer")], [])
+        for words in ("removing what it replaces: [0-9,]+ items", ": [0-9,]+ items, [0-9.]+ kB",
+                      ": [0-9,]+ of [0-9,]+ items, .*left"):
+            self.assertTrue(any(re.search(words, text) for text in during), (words, during))
+        self.assertEqual(amounts, sorted(amounts))
+        self.assertTrue(0.3 < amounts[-1] < 1, amounts)
 
     def test_the_end_waits_for_the_command(self):
         self.make_backup()
