@@ -1,6 +1,7 @@
 // The file service as a program, for measuring it beside cp, rm and du.
 
 #include "system/platform/files/FileService.h"
+#include "system/platform/files/Progress.h"
 #include "system/platform/files/StandardStreams.h"
 
 #include <climits>
@@ -13,6 +14,13 @@
 namespace {
 
 constexpr int exitUsage = 2;
+
+/// Takes what is reported and does nothing with it.
+class IdleObserver : public platform::ProgressObserver
+{
+public:
+    void workProgressed(const platform::Progress &) override {}
+};
 
 std::string absolutePath(const char *argument)
 {
@@ -61,7 +69,9 @@ int printDate(const platform::FileService &files, const std::string &path)
 
 int printUsage()
 {
-    std::fputs("usage: fileops copy SOURCE DESTINATION | remove PATH | size PATH | date PATH\n",
+    std::fputs("usage: fileops copy SOURCE DESTINATION | observe SOURCE DESTINATION | remove PATH |"
+               " size PATH | date PATH\n"
+               "observe is copy with its progress reported to nobody.\n",
                stderr);
     return exitUsage;
 }
@@ -75,12 +85,16 @@ int main(int argc, char **argv)
         return printUsage();
     }
     const std::string_view command = argv[1];
-    if (argc != (command == "copy" ? 4 : 3)) {
+    const bool isObserved = command == "observe";
+    const bool isCopy = command == "copy" || isObserved;
+    if (argc != (isCopy ? 4 : 3)) {
         return printUsage();
     }
     const platform::FileService files(platform::Volume::current());
     const std::string path = absolutePath(argv[2]);
-    if (command == "copy") {
+    if (isCopy) {
+        IdleObserver observer;
+        platform::Work::setObserver(isObserved ? &observer : nullptr);
         return report(files.copy(path, absolutePath(argv[3])));
     }
     if (command == "remove") {

@@ -1,8 +1,13 @@
 // Measures the program's start: the program itself, but for a delegate that ends it as soon as the
-// list has been drawn. With the argument "select" two applications are selected in turn before
-// that, and the median of the milliseconds is printed that a selection takes of an application
-// that was selected before.
+// list has been drawn. Before that
+// - with the argument "select" two applications are selected in turn, and the median of the
+//   milliseconds is printed that a selection takes of an application that was selected before;
+// - with the argument "command" the first application's data is backed up, by its button and by the
+//   file service alone, in turn, and the median milliseconds of both are printed.
 
+#include "model/App.h"
+#include "system/platform/FileManager.h"
+#include "system/platform/files/Progress.h"
 #include "ui/MainWindow.h"
 #include "ui/ViewController.h"
 #include "ui/platform/Application.h"
@@ -10,6 +15,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QPushButton>
 #include <QTimer>
 #include <QWidget>
 
@@ -20,19 +26,79 @@
 
 namespace {
 
+using platform::FileManager;
+
+double millisecondsOf(const std::function<void()> &work)
+{
+    QElapsedTimer elapsed;
+    elapsed.start();
+    work();
+    return double(elapsed.nsecsElapsed()) / 1e6;
+}
+
+template <typename Values>
+double median(Values values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
 void measureSelection(platform::ArrayController &controller)
 {
-    std::array<qint64, 101> nanoseconds = {};
+    std::array<double, 101> milliseconds = {};
     controller.setSelectionIndexes({0});
-    for (std::size_t i = 0; i < nanoseconds.size(); ++i) {
+    for (double &value : milliseconds) {
         controller.setSelectionIndexes({1});
-        QElapsedTimer elapsed;
-        elapsed.start();
-        controller.setSelectionIndexes({0});
-        nanoseconds[i] = elapsed.nsecsElapsed();
+        value = millisecondsOf([&] { controller.setSelectionIndexes({0}); });
     }
-    std::sort(nanoseconds.begin(), nanoseconds.end());
-    std::printf("%.3f\n", double(nanoseconds[nanoseconds.size() / 2]) / 1e6);
+    std::printf("%.3f\n", median(milliseconds));
+}
+
+QPushButton *button(const QString &name)
+{
+    for (QWidget *window : QApplication::topLevelWidgets()) {
+        if (auto *const found = window->findChild<QPushButton *>(name)) {
+            return found;
+        }
+    }
+    qFatal("There is no button %s", qPrintable(name));
+}
+
+bool copyAlone(const QString &source, const QString &destination)
+{
+    platform::ProgressObserver *const observer = platform::Work::observer();
+    platform::Work::setObserver(nullptr);
+    const bool isCopied =
+        FileManager::defaultManager().copyItemAtPath(source, destination, nullptr);
+    platform::Work::setObserver(observer);
+    return isCopied;
+}
+
+void measureCommand(platform::ArrayController &controller)
+{
+    constexpr std::size_t rounds = 15; // after one to warm up
+    std::array<double, rounds> command = {};
+    std::array<double, rounds> alone = {};
+    QPushButton *const backUp = button(QStringLiteral("backUpDataButton"));
+    for (std::size_t round = 0; round <= rounds; ++round) {
+        for (const bool isCommand : {round % 2 == 0, round % 2 != 0}) {
+            controller.setSelectionIndexes({1});
+            controller.setSelectionIndexes({0});
+            auto *const app = qobject_cast<App *>(controller.selectedObjects().value(0));
+            const QString data = app ? app->data()->path() : QString();
+            const QString backup = data + QStringLiteral(".bak");
+            bool isDone = backUp->isEnabled();
+            const double time = isCommand
+                                    ? millisecondsOf([&] { backUp->click(); })
+                                    : millisecondsOf([&] { isDone = copyAlone(data, backup); });
+            isDone = isDone && FileManager::defaultManager().removeItemAtPath(backup, nullptr);
+            if (!isDone) {
+                qFatal("The first application's data cannot be backed up.");
+            }
+            (isCommand ? command : alone)[round > 0 ? round - 1 : 0] = time;
+        }
+    }
+    std::printf("%.1f %.1f\n", median(command), median(alone));
 }
 
 class EndingDelegate : public platform::ApplicationDelegate
@@ -63,15 +129,18 @@ private:
 
 int main(int argc, char *argv[])
 {
-    const bool selects = argc > 1 && std::string_view(argv[1]) == "select";
+    const std::string_view work = argc > 1 ? argv[1] : "";
     ViewController *viewController = nullptr;
     platform::ApplicationInformation information;
     information.name = QStringLiteral("Tarnwell");
     information.setUpMainLayout = setUpMainWindow;
     information.makeDelegate = [&] {
         return std::make_unique<EndingDelegate>([&] {
-            if (selects) {
-                measureSelection(*viewController->appsArrayController());
+            platform::ArrayController &controller = *viewController->appsArrayController();
+            if (work == "select") {
+                measureSelection(controller);
+            } else if (work == "command") {
+                measureCommand(controller);
             }
         });
     };

@@ -56,6 +56,7 @@ public:
 
     /// At most one observer; null for none. It stays the caller's.
     static void setObserver(ProgressObserver *observer) { theObserver = observer; }
+    static ProgressObserver *observer() { return theObserver; }
     static bool isObserved() { return theObserver != nullptr; }
 
     /// Notes what has been done of the innermost piece of work under way, if there is one, and
