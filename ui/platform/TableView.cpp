@@ -7,7 +7,6 @@
 #include "ui/platform/WorkObserver.h"
 
 #include <QHeaderView>
-#include <QLabel>
 #include <QPainter>
 #include <QScopedValueRollback>
 #include <QScrollBar>
@@ -78,6 +77,11 @@ TableView::TableView(QWidget *parent) : QTableView(parent), m_placeholder(new QL
     m_placeholder->setMargin(24);
     m_placeholder->setAttribute(Qt::WA_TransparentForMouseEvents);
     m_placeholder->hide();
+}
+
+TableView::~TableView()
+{
+    delete m_placeholder; // also where both have no parent
 }
 
 void TableView::setArrayController(ArrayController &controller)

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <QLabel>
 #include <QPersistentModelIndex>
+#include <QPointer>
 #include <QTableView>
-
-class QLabel;
 
 namespace platform {
 
@@ -28,6 +28,7 @@ class TableView : public QTableView
 
 public:
     explicit TableView(QWidget *parent = nullptr);
+    ~TableView() override;
 
     /// Shows the records of `controller`, which outlives the view.
     void setArrayController(ArrayController &controller);
@@ -55,7 +56,7 @@ private:
     QStringList m_columns;
     QString m_placeholderText;
     QString m_noMatchText;
-    QLabel *m_placeholder; ///< beside the view, as assistive technology sees only cells in it
+    QPointer<QLabel> m_placeholder; ///< beside the view, in which only cells are seen
     ArrayController *m_controller = nullptr;
     TableModel *m_model = nullptr;
     bool m_followsController = false;
