@@ -130,7 +130,7 @@ class ListTest(WindowTest):
             status = window.find(pyatspi.ROLE_LABEL, "17 applications on volume, library of anna")
             window.key("ctrl+f")
             window.type("clock")
-            window.wait_until(lambda: foot.name.startswith("2 of 17 applications on"), "a count")
+            window.wait_until(lambda: status.name.startswith("2 of 17 applications on"), "a count")
             window.find(pyatspi.ROLE_FRAME, "Tarnwell")
 
     def test_shortcuts_are_enabled_as_the_buttons_are(self):
