@@ -10,6 +10,7 @@ import os
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import threading
 import time
@@ -115,6 +116,17 @@ def shortcut(item):
 def press(item):
     offered = item.queryAction()
     offered.doAction([offered.getName(i) for i in range(offered.nActions)].index("Press"))
+
+
+@contextlib.contextmanager
+def build_and_sample(usage):
+    """The build folder that the program's arguments begin with, and a sample volume of its own."""
+    if len(sys.argv) < 3 or sys.argv[1] != "--build":
+        sys.exit(usage)
+    with tempfile.TemporaryDirectory() as folder:
+        sample = Path(folder) / "sample"
+        make_volume(sample)
+        yield Path(sys.argv[2]).resolve(), sample
 
 
 def make_notes(folder, numbers, size=6):

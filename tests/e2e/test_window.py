@@ -480,12 +480,7 @@ class KeyboardTest(WindowTest):
 
 def main():
     global BUILD, SAMPLE
-    if len(sys.argv) < 3 or sys.argv[1] != "--build":
-        sys.exit(__doc__)
-    BUILD = Path(sys.argv[2]).resolve()
-    with tempfile.TemporaryDirectory() as folder:
-        SAMPLE = Path(folder) / "sample"
-        driver.make_volume(SAMPLE)
+    with driver.build_and_sample(__doc__) as (BUILD, SAMPLE):
         unittest.main(argv=[sys.argv[0], *sys.argv[3:]], warnings="ignore")
 
 
