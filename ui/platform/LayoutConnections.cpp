@@ -16,15 +16,12 @@
 #include <QLocale>
 #include <QMenu>
 #include <QShortcut>
-#include <QTimer>
 
 #include <algorithm>
 
 namespace platform {
 
 namespace {
-
-constexpr int waitForTurn = 20; // milliseconds, until other work may be over
 
 const QByteArray bindingPrefix = QByteArrayLiteral("bind_");
 
@@ -177,12 +174,7 @@ void LayoutConnections::invoke(const QByteArray &action, QObject *sender)
         return;
     }
     if (WorkObserver::isTakingTurn()) {
-        auto *const timer = new QTimer(this);
-        connect(timer, &QTimer::timeout, timer, &QObject::deleteLater);
-        connect(timer, &QTimer::timeout, this, [this, action, sender] { invoke(action, sender); });
-        timer->setSingleShot(true);
-        timer->start(waitForTurn);
-        return;
+        return WorkObserver::doLater(*this, [this, action, sender] { invoke(action, sender); });
     }
     const CommandUnderWay underWay(sender);
     QMetaObject::invokeMethod(&m_controller, action, Qt::DirectConnection,

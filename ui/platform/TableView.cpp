@@ -13,7 +13,6 @@
 #include <QSignalBlocker>
 #include <QStyleOption>
 #include <QStyledItemDelegate>
-#include <QTimer>
 
 #include <algorithm>
 #include <numeric>
@@ -203,13 +202,8 @@ void TableView::readSelection(const QItemSelection &selected)
         return showSelection(); // assistive technology has selected something: not now
     }
     if (!m_followsController && WorkObserver::isTakingTurn()) {
-        constexpr int waitForTurn = 20; // milliseconds, until the present row may be resolved
-        auto *const timer = new QTimer(this);
-        connect(timer, &QTimer::timeout, timer, &QObject::deleteLater);
-        connect(timer, &QTimer::timeout, this, &TableView::readSelectionLater);
-        timer->setSingleShot(true);
-        timer->start(waitForTurn);
-        return;
+        return WorkObserver::doLater(*this,
+                                     [this] { readSelection(selectionModel()->selection()); });
     }
     if (!selected.isEmpty()) {
         // Later, when the view itself, if it was it, has moved its current row as well.

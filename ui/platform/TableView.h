@@ -44,7 +44,6 @@ protected:
 private:
     QList<int> selectedRows() const;
     void readSelection(const QItemSelection &selected);
-    void readSelectionLater() { readSelection(selectionModel()->selection()); }
     Q_INVOKABLE void goToSelection();
     void measureColumns();
     void fitColumns();

@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QLocale>
 #include <QScopedValueRollback>
+#include <QTimer>
 
 namespace platform {
 
@@ -16,6 +17,7 @@ using Kind = Progress::Activity; // beside the class Activity
 
 constexpr int longWork = 300;         // milliseconds; less flashes nothing
 constexpr int showInterval = 250;     // milliseconds
+constexpr int waitForTurn = 20;       // milliseconds
 constexpr double bytesPerItem = 16e3; // that an item's own cost is worth
 constexpr double mostOfBar = 0.99;    // the rest is for what follows the last byte
 constexpr std::chrono::seconds foreseeable(2);
@@ -81,6 +83,15 @@ void WorkObserver::workEnded()
 bool WorkObserver::isGivenUp() const
 {
     return InputGate::shared().isLoadingGivenUp();
+}
+
+void WorkObserver::doLater(QObject &context, const std::function<void()> &action)
+{
+    auto *const timer = new QTimer(&context);
+    connect(timer, &QTimer::timeout, timer, &QObject::deleteLater);
+    connect(timer, &QTimer::timeout, &context, action);
+    timer->setSingleShot(true);
+    timer->start(waitForTurn);
 }
 
 void WorkObserver::show(const Progress &progress)

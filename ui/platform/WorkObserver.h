@@ -6,6 +6,8 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
+
 namespace platform {
 
 /// Watches the layer's work while this lives: keeps the window alive meanwhile, and says of long
@@ -30,6 +32,10 @@ public:
     /// True while events are processed in the midst of work that is no command; what assistive
     /// technology wants then has to wait.
     static bool isTakingTurn() { return inTurn; }
+
+    /// Does something later, when the work in whose midst it was wanted may be over. Not when
+    /// `context` is gone by then.
+    static void doLater(QObject &context, const std::function<void()> &action);
 
 signals:
     /// Work has taken a while: a text for the user, and how much of wholeBar is done, -1 when that

@@ -1,5 +1,7 @@
 #include "system/platform/files/RootFolder.h"
 
+#include "system/platform/files/OpenItem.h"
+
 #include <fcntl.h>
 #include <limits.h>
 #include <linux/openat2.h>
@@ -39,7 +41,7 @@ bool RootFolder::isHost() const
     struct stat own = {};
     struct stat host = {};
     return m_folder.isOpen() && ::fstat(m_folder.get(), &own) == 0 && ::stat("/", &host) == 0 &&
-           own.st_dev == host.st_dev && own.st_ino == host.st_ino;
+           isSameItem(own, host);
 }
 
 FileDescriptor RootFolder::open(std::string path, int flags) const
