@@ -14,17 +14,12 @@ namespace platform {
 
 FilterField::FilterField(QWidget *parent) : QLineEdit(parent)
 {
-    setClearButtonEnabled(true);
-    auto *const clearButton = findChild<QAbstractButton *>();
-    clearButton->setAccessibleName(tr("Clear"));
-    clearButton->setEnabled(false);
-    connect(this, &QLineEdit::textChanged, clearButton,
-            [clearButton](const QString &text) { clearButton->setEnabled(!text.isEmpty()); });
     if (parent) {
         auto *const escape = new QShortcut(Qt::Key_Escape, parent);
         escape->setContext(Qt::WidgetWithChildrenShortcut);
         connect(escape, &QShortcut::activated, this, &FilterField::cancelFiltering);
     }
+    connect(this, &QLineEdit::textChanged, this, &FilterField::offerClearing);
     connect(this, &QLineEdit::textChanged, this, &FilterField::applyFilter);
 }
 
@@ -63,6 +58,15 @@ void FilterField::keyPressEvent(QKeyEvent *event)
     default:
         QLineEdit::keyPressEvent(event);
     }
+}
+
+void FilterField::offerClearing(const QString &text)
+{
+    if (!isClearButtonEnabled()) {
+        setClearButtonEnabled(true);
+        findChild<QAbstractButton *>()->setAccessibleName(tr("Clear"));
+    }
+    findChild<QAbstractButton *>()->setEnabled(!text.isEmpty());
 }
 
 void FilterField::applyFilter()

@@ -1,6 +1,7 @@
 #include "ui/platform/IconLoader.h"
 
 #include "system/platform/Workspace.h"
+#include "ui/platform/InputGate.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
@@ -30,6 +31,7 @@ IconLoader::IconLoader(QSize size, QObject *parent)
 {
     m_idle.setSingleShot(true);
     connect(&m_idle, &QTimer::timeout, this, &IconLoader::loadSome);
+    connect(&InputGate::shared(), &InputGate::opened, this, [this] { m_idle.start(0); });
 }
 
 QIcon IconLoader::icon(const QString &path)
@@ -44,6 +46,9 @@ QIcon IconLoader::icon(const QString &path)
 
 void IconLoader::loadSome()
 {
+    if (m_wanted.isEmpty() || InputGate::shared().isWorkUnderWay()) {
+        return;
+    }
     QElapsedTimer loading;
     loading.start();
     for (const QString &path : std::exchange(m_wanted, {})) {

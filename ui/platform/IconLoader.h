@@ -9,8 +9,8 @@
 
 namespace platform {
 
-/// Loads the icons of files while the event loop has nothing else to do, a few at a time, so that a
-/// list of thousands is drawn and scrolled at once.
+/// Loads the icons of files while the event loop has nothing else to do and no work is under way, a
+/// few at a time, so that a list of thousands is drawn and scrolled at once.
 ///
 /// What was asked for and is not loaded in the next few milliseconds is forgotten: whoever draws
 /// the icons is told, draws again, and asks for those that are still seen.
