@@ -2,6 +2,9 @@
 // list has been drawn. Before that
 // - with the argument "select" two applications are selected in turn, and the median of the
 //   milliseconds is printed that a selection takes of an application that was selected before;
+// - with the argument "browse" the list is scrolled by pages and then filtered by growing texts,
+// and
+//   the milliseconds are printed after which the slowest page and the slowest text were drawn;
 // - with the argument "command" the first application's data is backed up, by its button and by the
 //   file service alone, in turn, and the median milliseconds of both are printed.
 
@@ -12,10 +15,13 @@
 #include "ui/ViewController.h"
 #include "ui/platform/Application.h"
 #include "ui/platform/ArrayController.h"
+#include "ui/platform/FilterField.h"
+#include "ui/platform/TableView.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTimer>
 #include <QWidget>
 
@@ -54,14 +60,39 @@ void measureSelection(platform::ArrayController &controller)
     std::printf("%.3f\n", median(milliseconds));
 }
 
-QPushButton *button(const QString &name)
+template <typename Widget>
+Widget *find(const QString &name = {})
 {
     for (QWidget *window : QApplication::topLevelWidgets()) {
-        if (auto *const found = window->findChild<QPushButton *>(name)) {
+        if (auto *const found = window->findChild<Widget *>(name)) {
             return found;
         }
     }
-    qFatal("There is no button %s", qPrintable(name));
+    qFatal("There is no %s %s", Widget::staticMetaObject.className(), qPrintable(name));
+}
+
+void measureBrowsing()
+{
+    constexpr int pages = 300;
+    const auto draw = [](const std::function<void()> &change) {
+        return millisecondsOf([&] {
+            change();
+            QCoreApplication::processEvents();
+        });
+    };
+    QScrollBar *const bar = find<platform::TableView>()->verticalScrollBar();
+    double slowestPage = 0;
+    for (int page = 0; page < pages; ++page) {
+        const auto scroll = [&] { bar->setValue(page % 100 * bar->pageStep()); };
+        slowestPage = std::max(slowestPage, draw(scroll));
+    }
+    auto *const filter = find<platform::FilterField>();
+    double slowestText = 0;
+    for (const char *text : {"1", "12", "123", "1234", "123", "12", "1", ""}) {
+        const auto type = [&] { filter->setText(QString::fromLatin1(text)); };
+        slowestText = std::max(slowestText, draw(type));
+    }
+    std::printf("%.1f %.1f\n", slowestPage, slowestText);
 }
 
 bool copyAlone(const QString &source, const QString &destination)
@@ -79,7 +110,7 @@ void measureCommand(platform::ArrayController &controller)
     constexpr std::size_t rounds = 15; // after one to warm up
     std::array<double, rounds> command = {};
     std::array<double, rounds> alone = {};
-    QPushButton *const backUp = button(QStringLiteral("backUpDataButton"));
+    QPushButton *const backUp = find<QPushButton>(QStringLiteral("backUpDataButton"));
     for (std::size_t round = 0; round <= rounds; ++round) {
         for (const bool isCommand : {round % 2 == 0, round % 2 != 0}) {
             controller.setSelectionIndexes({1});
@@ -139,6 +170,8 @@ int main(int argc, char *argv[])
             platform::ArrayController &controller = *viewController->appsArrayController();
             if (work == "select") {
                 measureSelection(controller);
+            } else if (work == "browse") {
+                measureBrowsing();
             } else if (work == "command") {
                 measureCommand(controller);
             }
