@@ -108,6 +108,7 @@ InputGate::Work::~Work()
 InputGate::Pause::Pause()
 {
     ++shared().m_pauses;
+    emit shared().paused();
 }
 
 InputGate::Pause::~Pause()

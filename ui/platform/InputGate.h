@@ -68,6 +68,9 @@ signals:
     /// The last piece of work is done.
     void opened();
 
+    /// Work that may be under way waits for an answer.
+    void paused();
+
 private:
     InputGate();
 

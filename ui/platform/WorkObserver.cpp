@@ -46,6 +46,7 @@ WorkObserver::WorkObserver(QObject *parent) : QObject(parent)
 {
     Work::setObserver(this);
     connect(&InputGate::shared(), &InputGate::opened, this, &WorkObserver::end);
+    connect(&InputGate::shared(), &InputGate::paused, this, &WorkObserver::end);
 }
 
 WorkObserver::~WorkObserver()

@@ -85,6 +85,9 @@ void WorkObserverTest::theBarIsHonest()
     progress.activity = Progress::Activity::Flushing;
     QCOMPARE(barAfter(progress), nearlyAll);
     QCOMPARE(told.last().first(), "Flushing to the disk");
+    const QSignalSpy ended(&observer, &WorkObserver::ended);
+    const InputGate::Pause message;
+    QCOMPARE(ended.count(), 1); // nothing is flushed any more under a message
 }
 
 QTEST_MAIN(WorkObserverTest)
