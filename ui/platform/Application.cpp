@@ -1,6 +1,7 @@
 #include "ui/platform/Application.h"
 
 #include "system/platform/TerminationSignals.h"
+#include "ui/platform/DesktopSession.h"
 #include "ui/platform/InputGate.h"
 #include "ui/platform/LayoutConnections.h"
 #include "ui/platform/ViewController.h"
@@ -79,6 +80,7 @@ int applicationMain(int argc, char *argv[], const ApplicationInformation &inform
     information.setUpMainLayout(window);
     const LayoutConnections connections(window, *controller, nullptr);
 
+    DesktopSession::watchManager();
     QSocketNotifier termination(terminationSignals, QSocketNotifier::Read);
     QObject::connect(&termination, &QSocketNotifier::activated, &termination, [&] {
         discardBytes(terminationSignals);

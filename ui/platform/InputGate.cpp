@@ -1,5 +1,7 @@
 #include "ui/platform/InputGate.h"
 
+#include "ui/platform/DesktopSession.h"
+
 #include <QAbstractButton>
 #include <QApplication>
 #include <QKeyEvent>
@@ -131,7 +133,9 @@ void InputGate::requestEnd()
 
 void InputGate::takeTurn()
 {
-    QCoreApplication::processEvents();
+    if (DesktopSession::hasDisplay()) {
+        QCoreApplication::processEvents();
+    }
 }
 
 bool InputGate::eventFilter(QObject *receiver, QEvent *event)

@@ -59,7 +59,8 @@ public:
     bool isEndRequested() const { return m_isEndRequested; }
     bool isLoadingGivenUp() const { return m_isEndRequested && m_isLoading; }
 
-    /// Draws what is to be drawn, answers the window system and assistive technology.
+    /// Draws what is to be drawn, answers the window system and assistive technology. Nothing
+    /// happens where the window system is gone: the work goes on and is finished.
     static void takeTurn();
 
     bool eventFilter(QObject *receiver, QEvent *event) override;
