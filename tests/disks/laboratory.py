@@ -26,7 +26,7 @@ import trees
 
 HERE = Path(__file__).parent
 RESULTS = Path("/run/results")
-SOURCE, DISK, BELOW = "/mnt/source", "/mnt/disk", "/mnt/below"
+SOURCE, DISK = "/mnt/source", "/mnt/disk"
 USER = 1000
 MAKE_HFSPLUS = "/usr/bin/python3", "-B", HERE / "make_hfsplus.py"
 
@@ -81,8 +81,8 @@ def remove(path):
 def mount(kind, device, options, place=DISK):
     os.makedirs(place, exist_ok=True)
     if kind == "bindfs":
-        mount("ext4", device, options, BELOW)
-        call("bindfs", BELOW, place)
+        mount("ext4", device, options, f"{place}.below")
+        call("bindfs", f"{place}.below", place)
         return
     call("mount", "-t", kind, *(("-o", options) if options else ()), device, place)
 
@@ -92,8 +92,8 @@ def unmount(place=DISK):
         if subprocess.run(["umount", place], stderr=subprocess.DEVNULL).returncode == 0:
             break
         time.sleep(0.1)
-    if place == DISK and os.path.ismount(BELOW):
-        unmount(BELOW)
+    if os.path.ismount(f"{place}.below"):
+        unmount(f"{place}.below")
 
 
 class Refused(Exception):
@@ -450,21 +450,17 @@ def try_row(name, by_root, build):
 
 def try_read_only(name, build):
     library = "Users/lab/Library"
-    if name == "squashfs":
-        home = "/run/squashfs"
-        for user in "root", "user":
-            os.makedirs(f"{home}/{user}/{library}")
-            trees.make_plain_tree(os.fsencode(f"{home}/{user}/{library}/folder"))
-            trees.make_file(os.fsencode(f"{home}/{user}/{library}/file"), True)
-        call("mksquashfs", home, "/run/squashfs.image", "-quiet", "-no-progress", "-comp", "gzip")
-        mount("squashfs", "/run/squashfs.image", "loop")
-    else:
+    if name != "squashfs":
         call(*MAKE_HFSPLUS, "/dev/vdb")
         mount("hfsplus", "/dev/vdb", "")
-        for user in "root", "user":
-            os.makedirs(f"{DISK}/{user}/{library}")
-            trees.make_plain_tree(os.fsencode(f"{DISK}/{user}/{library}/folder"))
-            trees.make_file(os.fsencode(f"{DISK}/{user}/{library}/file"), True)
+    for user in "root", "user":
+        os.makedirs(f"{DISK}/{user}/{library}")
+        trees.make_plain_tree(os.fsencode(f"{DISK}/{user}/{library}/folder"))
+        trees.make_file(os.fsencode(f"{DISK}/{user}/{library}/file"), True)
+    if name == "squashfs":
+        call("mksquashfs", DISK, "/run/squashfs.image", "-quiet", "-no-progress", "-comp", "gzip")
+        mount("squashfs", "/run/squashfs.image", "loop")
+    else:
         unmount()
         call(*MAKE_HFSPLUS, "--journal", "/dev/vdb")
         mount("hfsplus", "/dev/vdb", "")
@@ -492,22 +488,15 @@ def cut_disks():
 
 def cut_power(build):
     """Copies on every disk, and resets the machine right after the last answer."""
-    rows, work = [], []
+    work = []
     for number, (device, name, kind) in enumerate(cut_disks()):
         maker, system, options = FILE_SYSTEMS[name]
-        place, below = f"/mnt/cut{number}", f"/mnt/below{number}"
-        call(*maker, device)
-        def attach():
-            options_here = ",".join(filter(None, (options, "commit=300" * (system in ("ext4", "bindfs")))))
-            os.makedirs(place, exist_ok=True)
-            os.makedirs(below, exist_ok=True)
-            if system == "bindfs":
-                mount("ext4", device, options_here, below)
-                call("bindfs", below, place)
-            else:
-                mount(system, device, options_here, place)
-        attach()
+        place = f"/mnt/cut{number}"
         item = f"{place}/item"
+        call(*maker, device)
+        if maker == MKFS_EXT4:
+            options = "commit=300"
+        mount(system, device, options, place)
         if kind == "file":
             Path(item).write_bytes(os.urandom(300_000))
         else:
@@ -517,16 +506,14 @@ def cut_power(build):
             trees.make_plain_tree(os.fsencode(f"{item}.bak"))
             Path(f"{item}.bak/old").write_text("old")
         os.sync()
-        for mounted in [place, below] if system == "bindfs" else [place]:
-            unmount(mounted)
-        attach()
-        rows.append((name, kind, trees.snapshot(os.fsencode(item))))
-        work.append((name, kind, item))
+        unmount(place)
+        mount(system, device, options, place)
+        work.append((name, kind, item, trees.snapshot(os.fsencode(item))))
     for setting, value in (("dirty_writeback_centisecs", 0), ("dirty_background_ratio", 90),
                            ("dirty_ratio", 95)):
         Path("/proc/sys/vm", setting).write_text(str(value))
-    answers = []
-    for name, kind, item in work:
+    rows = []
+    for name, kind, item, before in work:
         row = Row(name, True, build)
         row.step = f"power cut, {kind}"
         try:
@@ -536,11 +523,12 @@ def cut_power(build):
                 if kind == "again":
                     row.fileops("remove", f"{item}.bak")
                 row.fileops("copy", item, f"{item}.bak")
-            answers.append(True)
+            answer = True
         except (Refused, subprocess.CalledProcessError):
-            answers.append(False)
+            answer = False
+        rows.append((name, kind, before, answer))
     with open(RESULTS / "cut.pickle", "wb") as file:
-        pickle.dump([(*row, answer) for row, answer in zip(rows, answers)], file)
+        pickle.dump(rows, file)
     # The last disk's answer again, so that nothing lies between it and the reset.
     Path("/proc/sysrq-trigger").write_text("b")
 
