@@ -19,8 +19,6 @@ class Path : public QObject
     Q_PROPERTY(QString pathBak READ pathBak)
 
 public:
-    explicit Path(QObject *parent = nullptr) : QObject(parent) {}
-
     /// The live item's absolute path; null when unset.
     const QString &path() const { return m_path; }
     void setPath(const QString &path);

@@ -1,5 +1,7 @@
 #include "system/platform/files/FileError.h"
 
+#include <utf8proc.h>
+
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -57,35 +59,8 @@ const char *actionWords(FileAction action)
     return "";
 }
 
-// The number of bytes of the UTF-8 character at the front of the text and its code point, or 0
-// when there is no well-formed one.
-std::size_t decodeCharacter(std::string_view text, char32_t &character)
-{
-    const auto byte = [text](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
-    const std::uint8_t lead = byte(0);
-    const std::size_t length = lead < 0x80                   ? 1
-                               : lead >= 0xC2 && lead < 0xE0 ? 2
-                               : lead >= 0xE0 && lead < 0xF0 ? 3
-                               : lead >= 0xF0 && lead < 0xF5 ? 4
-                                                             : 0;
-    if (length == 0 || length > text.size()) {
-        return 0;
-    }
-    character = length == 1 ? lead : lead & (0xFFU >> (length + 1));
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0U) != 0x80) {
-            return 0;
-        }
-        character = (character << 6U) | (byte(i) & 0x3FU);
-    }
-    const bool isOverlong =
-        (length == 3 && character < 0x800) || (length == 4 && character < 0x10000);
-    const bool isSurrogate = character >= 0xD800 && character < 0xE000;
-    return isOverlong || isSurrogate || character > 0x10FFFF ? 0 : length;
-}
-
 // Characters that break or reorder a line.
-bool isPlain(char32_t character)
+bool isPlain(utf8proc_int32_t character)
 {
     const bool isControl = character < 0x20 || (character >= 0x7F && character < 0xA0);
     const bool isSeparator = character == 0x2028 || character == 0x2029;
@@ -146,10 +121,14 @@ std::string printableName(std::string_view name)
         }
     }
     while (!name.empty()) {
-        char32_t character = 0;
-        const std::size_t length = decodeCharacter(name, character);
-        const std::string_view bytes = name.substr(0, length == 0 ? 1 : length);
-        const bool isShown = length > 0 && isPlain(character);
+        utf8proc_int32_t character = 0;
+        const utf8proc_ssize_t length =
+            ::utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t *>(name.data()),
+                               static_cast<utf8proc_ssize_t>(name.size()), &character);
+        const bool isUtf8 = length > 0;
+        const std::string_view bytes =
+            name.substr(0, isUtf8 ? static_cast<std::size_t>(length) : 1);
+        const bool isShown = isUtf8 && isPlain(character);
         result += isShown ? std::string(bytes) : escaped(bytes);
         name.remove_prefix(bytes.size());
     }
