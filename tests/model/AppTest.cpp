@@ -1,5 +1,4 @@
 #include "model/App.h"
-#include "tests/support/NotificationLog.h"
 #include "tests/support/TestVolume.h"
 
 #include <QTest>
@@ -9,63 +8,47 @@ class AppTest : public QObject
     Q_OBJECT
 
 private slots:
-    void newRecord();
-    void settersAlwaysNotify();
+    void sizeText_data();
     void sizeText();
 
 private:
-    std::unique_ptr<App> app(const QMap<QString, QString> &info)
-    {
-        m_volume.clear();
-        m_volume.writeBundle("/A.app", info);
-        return std::make_unique<App>("A", "/A.app", platform::Bundle::bundleWithPath("/A.app"));
-    }
-
     TestVolume m_volume;
 };
 
-void AppTest::newRecord()
+void AppTest::sizeText_data()
 {
-    const auto nameless = app({{"CFBundleName", "A"}});
-    QVERIFY(nameless->identifier().isNull() && nameless->version().isNull());
-    QVERIFY(nameless->appIcon().isNull() && !nameless->property("size").isValid());
-    QVERIFY(nameless->prefs() != nameless->data());
-    QVERIFY(nameless->prefs()->path().isNull() && !nameless->data()->found());
-    QCOMPARE(nameless->property("prefs").value<Path *>(), nameless->prefs());
-
-    QCOMPARE(app({{"CFBundleIdentifier", "vnd.a"}})->identifier(), "vnd.a");
-    // An empty identifier is one.
-    const auto empty = app({{"CFBundleIdentifier", ""}});
-    QVERIFY(!empty->identifier().isNull() && empty->identifier().isEmpty());
-}
-
-void AppTest::settersAlwaysNotify()
-{
-    const auto record = app({});
-    record->setSize(1.5f);
-    QCOMPARE(notificationsOfSettingAgain(*record),
-             QStringList({"set.name=A", "set.path=/A.app", "set.bundle=", "set.appIcon=",
-                          "set.identifier=", "set.size=1.5", "set.version="}));
+    QTest::addColumn<QVariant>("size");
+    QTest::addColumn<QString>("locale");
+    QTest::addColumn<QString>("text");
+    const auto row = [](float size, const QString &text, const char *locale = "en_US") {
+        QTest::addRow("%g, %s", double(size), locale) << QVariant(size) << QString(locale) << text;
+    };
+    row(12.0F, "12 MB");
+    row(0.04F, "0 MB");
+    row(0.25F, "0.2 MB"); // half to even
+    row(0.75F, "0.8 MB");
+    row(0.35F, "0.3 MB"); // no half in single precision
+    row(12.36F, "12.4 MB");
+    row(0.96F, "1 MB");
+    row(2000.5F, "2,000.5 MB");
+    row(2000.5F, "2.000,5 MB", "de_DE");
+    row(1'234'567.5F, "12,34,567.5 MB", "en_IN");
+    row(2000.5F, "2000,5 MB", "es_ES"); // no separator before a single digit
+    row(20'000.5F, "20.000,5 MB", "es_ES");
+    QTest::newRow("unset") << QVariant() << "en_US"
+                           << "";
 }
 
 void AppTest::sizeText()
 {
-    const auto record = app({});
-    QCOMPARE(record->sizeMB(), "");
-    const auto text = [&](float size, const char *locale = "en_US") {
-        QLocale::setDefault(QLocale(locale));
-        record->setSize(size);
-        return record->property("sizeMB").toString();
-    };
-    QCOMPARE(text(12.0f), "12 MB");
-    QCOMPARE(text(0.04f), "0 MB");
-    QCOMPARE(text(0.25f), "0.2 MB"); // half to even
-    QCOMPARE(text(0.75f), "0.8 MB");
-    QCOMPARE(text(0.35f), "0.3 MB"); // no half in single precision
-    QCOMPARE(text(12.36f), "12.4 MB");
-    QCOMPARE(text(0.96f), "1 MB");
-    QCOMPARE(text(2000.5f), "2,000.5 MB");
-    QCOMPARE(text(2000.5f, "de_DE"), "2.000,5 MB");
+    QFETCH(QVariant, size);
+    QFETCH(QString, locale);
+    QLocale::setDefault(QLocale(locale));
+    App app("A", "/A.app", platform::Bundle::bundleWithPath("/A.app"));
+    app.setSize(1.5F);
+    QVERIFY(app.setProperty("size", size));
+    QCOMPARE(app.property("size"), size);
+    QTEST(app.property("sizeMB").toString(), "text");
 }
 
 QTEST_GUILESS_MAIN(AppTest)

@@ -40,18 +40,3 @@ private slots:
 private:
     QStringList m_entries;
 };
-
-/// Gives each property that can be written the value that it has, and tells who notified.
-inline QStringList notificationsOfSettingAgain(QObject &object)
-{
-    NotificationLog log;
-    log.observe(object, "set");
-    const QMetaObject *const type = object.metaObject();
-    for (int i = type->superClass()->propertyCount(); i < type->propertyCount(); ++i) {
-        const QMetaProperty property = type->property(i);
-        if (property.isWritable()) {
-            property.write(&object, property.read(&object));
-        }
-    }
-    return log.take();
-}

@@ -6,8 +6,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryFile>
 
+#include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
@@ -89,15 +89,19 @@ void TestVolume::installTool(const QString &name, const QByteArray &script) cons
 
 QByteArray standardOutputOf(const std::function<void()> &work)
 {
-    QTemporaryFile captured;
-    captured.open();
+    int ends[2] = {-1, -1};
+    if (::pipe2(ends, O_NONBLOCK) != 0) {
+        qFatal("Cannot make a pipe");
+    }
     std::fflush(stdout);
     const int original = ::dup(STDOUT_FILENO);
-    ::dup2(captured.handle(), STDOUT_FILENO);
+    ::dup2(ends[1], STDOUT_FILENO);
     work();
-    std::fflush(stdout);
+    QByteArray output(64 * 1024, 0);
+    output.truncate(std::max(::read(ends[0], output.data(), std::size_t(output.size())), 0L));
     ::dup2(original, STDOUT_FILENO);
-    ::close(original);
-    captured.seek(0);
-    return captured.readAll();
+    for (const int descriptor : {original, ends[0], ends[1]}) {
+        ::close(descriptor);
+    }
+    return output;
 }

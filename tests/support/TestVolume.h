@@ -39,5 +39,5 @@ private:
     QTemporaryDir m_folder;
 };
 
-/// What is written to standard output while `work` runs.
+/// What has come out of standard output when `work` ends: what is held back does not count.
 QByteArray standardOutputOf(const std::function<void()> &work);

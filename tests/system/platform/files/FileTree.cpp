@@ -1,111 +1,36 @@
 #include "tests/system/platform/files/FileTree.h"
 
-#include <QCryptographicHash>
-#include <QFile>
 #include <QProcess>
 
-#include <dirent.h>
 #include <fcntl.h>
+#include <grp.h>
 #include <sys/mount.h>
-#include <sys/sysmacros.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 
-#include <algorithm>
-#include <array>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 
 namespace {
 
 constexpr unsigned int ordinaryUser = 65534;
+constexpr gid_t furtherGroup = 5678;
 
-std::string time(const timespec &value)
+// Runs a script that knows the trees of the tests on real disks; what it prints.
+QByteArray runScript(const char *script, const std::string &path)
 {
-    return std::to_string(value.tv_sec) + '.' + std::to_string(value.tv_nsec);
-}
-
-std::string contentOf(int descriptor)
-{
-    QFile file;
-    QCryptographicHash hash(QCryptographicHash::Sha1);
-    if (!file.open(descriptor, QIODevice::ReadOnly) || !hash.addData(&file)) {
-        return "unreadable";
+    QProcess python;
+    python.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    python.start("/usr/bin/python3",
+                 {"-B", "-c",
+                  QString("import hashlib, os, sys\nsys.path.insert(0, sys.argv[1])\nimport trees\n"
+                          "root = os.fsencode(sys.argv[2])\n") +
+                      script,
+                  DISK_TESTS, QString::fromStdString(path)});
+    if (!python.waitForFinished(-1) || python.exitCode() != 0) {
+        qFatal("A script on %s fails", path.c_str());
     }
-    return hash.result().toHex().toStdString();
-}
-
-std::string attributesOf(int item)
-{
-    std::array<char, 4096> names;
-    const ssize_t length = ::flistxattr(item, names.data(), names.size());
-    std::map<std::string, std::string> attributes;
-    for (const char *name = names.data(); name < names.data() + length; name += strlen(name) + 1) {
-        std::array<char, 4096> value;
-        const ssize_t size = ::fgetxattr(item, name, value.data(), value.size());
-        attributes[name].assign(value.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    }
-    std::string text;
-    for (const auto &[name, value] : attributes) {
-        text += name + '=' + value + ' ';
-    }
-    return text;
-}
-
-void addItem(int parent, const std::string &name, const std::string &path, Snapshot &items,
-             std::map<std::string, ino_t> &inodes)
-{
-    struct stat status = {};
-    if (::fstatat(parent, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-        return;
-    }
-    const bool isFolder = S_ISDIR(status.st_mode);
-    const bool hasHoles = !isFolder && status.st_blocks * 512 < status.st_size / 2;
-    std::string text;
-    for (const std::string &field :
-         {std::to_string(status.st_mode), std::to_string(status.st_uid),
-          std::to_string(status.st_gid), std::to_string(status.st_rdev),
-          isFolder ? "-" : std::to_string(status.st_size), std::to_string(hasHoles),
-          time(status.st_atim), time(status.st_mtim)}) {
-        text += field + ' ';
-    }
-    inodes[path] = status.st_ino;
-    if (S_ISLNK(status.st_mode)) {
-        std::array<char, 4096> target;
-        const ssize_t length = ::readlinkat(parent, name.c_str(), target.data(), target.size());
-        text.append(target.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
-    } else if (S_ISREG(status.st_mode) || isFolder) {
-        int item = ::openat(parent, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NOATIME);
-        if (item < 0) {
-            item = ::openat(parent, name.c_str(), O_RDONLY | O_NOFOLLOW);
-        }
-        text += attributesOf(item) + (isFolder ? std::string() : contentOf(item));
-        if (DIR *folder = isFolder && item >= 0 ? ::fdopendir(item) : nullptr) {
-            while (const dirent *entry = ::readdir(folder)) {
-                const std::string child = entry->d_name;
-                if (child != "." && child != "..") {
-                    addItem(item, child, path + '/' + child, items, inodes);
-                }
-            }
-            ::closedir(folder);
-        } else {
-            ::close(item);
-        }
-    }
-    items[path] = text;
-}
-
-// Old dates everywhere, so that the system would note every access.
-void setOldDates(const std::string &path)
-{
-    for (const auto &[name, text] : snapshot(path)) {
-        const long long order = static_cast<long long>(std::hash<std::string>()(name) % 100000);
-        const timespec dates[] = {{1'000'000'000 + order, 123'456'789},
-                                  {1'000'200'000 + order, 987'654'321}};
-        ::utimensat(AT_FDCWD, (path + name).c_str(), dates, AT_SYMLINK_NOFOLLOW);
-    }
+    return python.readAllStandardOutput();
 }
 
 QString description(const std::optional<platform::FileError> &error)
@@ -115,12 +40,10 @@ QString description(const std::optional<platform::FileError> &error)
 
 } // namespace
 
-ScratchFolder::ScratchFolder(Medium medium)
+ScratchFolder::ScratchFolder()
 {
     const char *temporary = std::getenv("TMPDIR");
-    std::string pattern = medium == Medium::Memory && ::access("/dev/shm", W_OK) == 0 ? "/dev/shm"
-                          : temporary != nullptr                                      ? temporary
-                                                                                      : "/tmp";
+    std::string pattern = std::string(temporary != nullptr ? temporary : "/tmp");
     pattern += "/tarnwell-test-XXXXXX";
     m_path = ::mkdtemp(pattern.data());
     ::chmod(m_path.c_str(), 0777);
@@ -128,8 +51,8 @@ ScratchFolder::ScratchFolder(Medium medium)
 
 ScratchFolder::~ScratchFolder()
 {
-    QProcess::execute("chmod", {"-R", "u+rwx", QString::fromStdString(m_path)});
-    QProcess::execute("rm", {"-rf", "--one-file-system", QString::fromStdString(m_path)});
+    runOn(m_path, "chmod", {"-R", "u+rwx"});
+    runOn(m_path, "rm", {"-rf", "--one-file-system"});
 }
 
 QStringList ScratchFolder::names(const std::string &folder) const
@@ -173,7 +96,7 @@ bool MountedFolder::makeReadOnly() const
 
 void makeFolder(const std::string &path, unsigned int mode)
 {
-    ::mkdir(path.c_str(), 0700);
+    std::filesystem::create_directories(path);
     ::chmod(path.c_str(), mode);
 }
 
@@ -197,108 +120,72 @@ void setOwner(const std::string &path, unsigned int user, unsigned int group)
     }
 }
 
+struct stat statusOf(const std::string &path)
+{
+    struct stat status = {};
+    if (::lstat(path.c_str(), &status) != 0) {
+        qFatal("There is no %s", path.c_str());
+    }
+    return status;
+}
+
 bool isThere(const std::string &path)
 {
     return std::filesystem::exists(std::filesystem::symlink_status(path));
 }
 
+bool runOn(const std::string &path, const QString &command, QStringList arguments)
+{
+    return QProcess::execute(command, arguments << QString::fromStdString(path)) == 0;
+}
+
 void makeOddTree(const std::string &path)
 {
-    makeFolder(path, 0750);
-    makeFolder(path + "/empty", 01777);
-    for (const char *name : {"with space",
-                             "Gr\xf6\xdf"
-                             "e.plist",
-                             "line\nbreak", "-rf", "\xff\xfe"}) {
-        writeFile(path + '/' + name, name);
+    runScript("trees.make_tree(root, os.geteuid() == 0)", path);
+    // The names alone take more than a kibibyte.
+    for (int i = 0; i < 40; ++i) {
+        const std::string name = "user.many attributes with long names " + std::to_string(i);
+        ::setxattr((path + "/attributes/list").c_str(), name.c_str(), "x", 1, 0);
     }
-    writeFile(path + '/' + std::string(255, 'n'), "a long name");
-    writeFile(path + "/large", std::string(3'000'001, 'x'));
-    writeFile(path + "/secret", "for me alone");
-    ::setxattr((path + "/secret").c_str(), "user.note", "mine", 4, 0);
-    QProcess::execute("setfacl", {"-m", "u:1234:r", QString::fromStdString(path + "/secret")});
-    ::chmod((path + "/secret").c_str(), 0440); // nobody may write to it, its owner included
-    writeFile(path + "/program", "#!");
-    ::chmod((path + "/program").c_str(), 06755);
-    makeLink("program", path + "/link");
-    makeLink("/nowhere/at all", path + "/dangling");
-    makeLink("empty", path + "/link to a folder");
-    ::mkfifo((path + "/pipe").c_str(), 0620);
-    ::mknod((path + "/socket").c_str(), S_IFSOCK | 0640, 0);
-    std::filesystem::create_hard_link(path + "/pipe", path + "/empty/pipe too");
-    if (::geteuid() == 0) {
-        ::mknod((path + "/device").c_str(), S_IFCHR | 0600, makedev(1, 3));
-        setOwner(path + "/link", 1234, 5678);
-        setOwner(path + "/with space", 1234, 5678);
-        setOwner(path + "/program", 1234, 0);
-        ::chmod((path + "/program").c_str(), 06755);
-    }
-
-    const std::string sparse = path + "/sparse";
-    writeFile(sparse, "start");
-    std::filesystem::resize_file(sparse, 30 << 20);
-    std::ofstream(sparse, std::ios::app) << "middle";
-    std::filesystem::resize_file(sparse, 64 << 20);
-
-    // Folders that may not be written, with linked items and attributes in them.
-    makeFolder(path + "/closed");
-    makeFolder(path + "/closed/inner");
-    writeFile(path + "/closed/inner/one", "linked");
-    std::filesystem::create_hard_link(path + "/closed/inner/one", path + "/another");
-    std::filesystem::create_hard_link(path + "/closed/inner/one", path + "/third");
-    ::setxattr((path + "/another").c_str(), "user.color", "green", 5, 0);
-    ::setxattr((path + "/closed/inner").c_str(), "user.tag", "\0\1", 2, 0);
-    const QString host = QString::fromStdString(path);
-    QProcess::execute("setfacl", {"-m", "u:1234:r,g:5678:rwx", host + "/large", host + "/empty"});
-    QProcess::execute("setfacl",
-                      {"-d", "-m", "u:4321:rx", host + "/closed/inner", host + "/empty"});
-    ::chmod((path + "/closed/inner").c_str(), 0555);
-    ::chmod((path + "/closed").c_str(), 02500);
-
-    makeFolder(path + "/many");
-    for (int i = 0; i < 3000; ++i) {
-        writeFile(path + "/many/" + std::to_string(i),
-                  std::string(static_cast<std::size_t>(i), 'm'));
-    }
-    setOldDates(path);
 }
 
 void makePlainTree(const std::string &path, int files)
 {
-    makeFolder(path);
     for (int i = 0; i < files; ++i) {
         const std::string folder = path + '/' + std::to_string(i / 50);
-        if (i % 50 == 0) {
-            makeFolder(folder);
-        }
+        makeFolder(folder);
         writeFile(folder + '/' + std::to_string(i), std::string(static_cast<std::size_t>(i), 'p'));
     }
 }
 
 Snapshot snapshot(const std::string &path)
 {
-    Snapshot items;
-    std::map<std::string, ino_t> inodes;
-    addItem(AT_FDCWD, path, "", items, inodes);
-    std::map<ino_t, std::string> firstNames;
-    for (const auto &[name, inode] : inodes) {
-        items[name] += " is " + firstNames.try_emplace(inode, name).first->second;
+    const QByteArray items =
+        runScript("for path, item in trees.snapshot(root).items():\n"
+                  "    content = hashlib.sha1(repr(item.pop('content')).encode()).hexdigest()\n"
+        "    item['attributes'] = sorted(item['attributes'].items())\n"
+                  "    print(path, [content, *item.values()], sep='\\t')\n",
+                  path);
+    Snapshot result;
+    for (const QByteArray &line : items.trimmed().split('\n')) {
+        const qsizetype tab = line.indexOf('\t');
+        result[line.first(tab)] = line.sliced(tab);
     }
-    return items;
+    return result;
 }
 
 QString difference(const Snapshot &expected, const Snapshot &actual)
 {
     for (const auto &[path, text] : expected) {
         const auto found = actual.find(path);
-        const std::string other = found != actual.end() ? found->second : "missing";
+        const QByteArray other = found != actual.end() ? found->second : "missing";
         if (other != text) {
-            return QString::fromStdString('"' + path + "\" was " + text + ", is " + other);
+            return path + " was " + text + ", is " + other;
         }
     }
     for (const auto &[path, text] : actual) {
         if (!expected.contains(path)) {
-            return QString::fromStdString("too much: " + path);
+            return "too much: " + path;
         }
     }
     return {};
@@ -324,7 +211,8 @@ bool isDoneByOrdinaryUser(const std::function<bool()> &work)
 {
     return waitFor(start([&work] {
         const bool isOrdinary =
-            ::geteuid() != 0 || (::setgid(ordinaryUser) == 0 && ::setuid(ordinaryUser) == 0);
+            ::geteuid() != 0 || (::setgroups(1, &furtherGroup) == 0 &&
+                                 ::setgid(ordinaryUser) == 0 && ::setuid(ordinaryUser) == 0);
         return isOrdinary && work();
     }));
 }

@@ -15,13 +15,7 @@
 class ScratchFolder
 {
 public:
-    enum class Medium
-    {
-        Disk,
-        Memory
-    };
-
-    explicit ScratchFolder(Medium medium = Medium::Disk);
+    ScratchFolder();
     ~ScratchFolder();
     ScratchFolder(const ScratchFolder &) = delete;
     ScratchFolder &operator=(const ScratchFolder &) = delete;
@@ -60,22 +54,25 @@ private:
     bool m_isMounted = false;
 };
 
+/// Makes a folder and those that it lies in, or sets its mode.
 void makeFolder(const std::string &path, unsigned int mode = 0755);
 void writeFile(const std::string &path, const std::string &bytes);
 void makeLink(const std::string &target, const std::string &path);
 void setOwner(const std::string &path, unsigned int user, unsigned int group);
+struct stat statusOf(const std::string &path);
 bool isThere(const std::string &path);
 
-/// A folder with items of every kind, names of every sort, and old dates on all of them.
+/// Runs a command of the host with a path as its last argument; whether it succeeded.
+bool runOn(const std::string &path, const QString &command, QStringList arguments);
+
+/// A folder with items of every kind, names of every sort, and old dates.
 void makeOddTree(const std::string &path);
 
 /// Folders with `files` small files.
 void makePlainTree(const std::string &path, int files);
 
-using Snapshot = std::map<std::string, std::string>;
-
-/// Everything worth keeping of an item and of what is below it, by path. Reading it leaves no
-/// trace, but for the access times of symbolic links.
+/// Everything worth keeping of an item and of what is below it, by path.
+using Snapshot = std::map<QByteArray, QByteArray>;
 Snapshot snapshot(const std::string &path);
 
 /// The first difference of two snapshots, or nothing.
@@ -85,5 +82,6 @@ QString difference(const Snapshot &expected, const Snapshot &actual);
 int start(const std::function<bool()> &work);
 bool waitFor(int process);
 
-/// Runs `work` in another process of an ordinary user; whether it returned true.
+/// Runs `work` in another process of an ordinary user, who is also in the group 5678; whether it
+/// returned true.
 bool isDoneByOrdinaryUser(const std::function<bool()> &work);

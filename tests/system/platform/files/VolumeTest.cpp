@@ -9,7 +9,6 @@
 #include <pwd.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <filesystem>
 
 using platform::FileService;
@@ -75,7 +74,6 @@ void VolumeTest::sameNames()
     QFETCH(std::string, asked);
     QFETCH(bool, isSame);
     const ScratchFolder scratch;
-    makeFolder(scratch.path("Folder"));
     makeFolder(scratch.path("Folder/other"));
     makeFolder(scratch.path("Folder/" + stored));
     writeFile(scratch.path("Folder/" + stored + "/File"), "");
@@ -102,7 +100,7 @@ void VolumeTest::sameNames()
 void VolumeTest::choiceAmongSameNames()
 {
     const ScratchFolder scratch;
-    for (const char *folder : {"USERS", "Users", "Users/anna", "uSERS", "uSERS/anna"}) {
+    for (const char *folder : {"USERS", "Users/anna", "uSERS/anna"}) {
         makeFolder(scratch.path(folder));
     }
     const Volume volume(scratch.path(), "anna");
@@ -137,15 +135,14 @@ void VolumeTest::choiceAmongSameNames()
 void VolumeTest::twoVolumes()
 {
     const ScratchFolder scratch;
+    const std::string data = scratch.path("System/Volumes/Data");
     for (const char *folder :
-         {"System", "System/Applications", "System/Volumes", "System/Volumes/Data",
-          "System/Volumes/Data/Users", "System/Volumes/Data/Users/Anna",
-          "System/Volumes/Data/Users/Anna/Library", "System/Volumes/Data/Users/Shared",
-          "System/Volumes/Data/Applications", "System/Volumes/Data/System", "Users",
-          "Applications"}) {
+         {"/Users/Anna/Library", "/Users/Shared", "/Applications", "/System"}) {
+        makeFolder(data + folder);
+    }
+    for (const char *folder : {"System/Applications", "Users", "Applications"}) {
         makeFolder(scratch.path(folder));
     }
-    const std::string data = scratch.path("System/Volumes/Data");
     makeLink("/Users/Anna", data + "/Users/Shared/absolute");
     makeLink("../../USERS/Anna", scratch.path("System/Applications/relative"));
     makeLink("../system/applications", data + "/Applications/back");
@@ -172,11 +169,9 @@ void VolumeTest::twoVolumes()
 void VolumeTest::users()
 {
     const ScratchFolder scratch;
-    for (const char *folder :
-         {"users", "users/mira", "users/mira/Library", "users/Anna", "users/Anna/library",
-          "users/Shared", "users/Shared/Library", "users/guest", "users/guest/Library",
-          "users/.hidden", "users/.hidden/Library", "users/empty", "users/file"}) {
-        makeFolder(scratch.path(folder));
+    for (const char *folder : {"mira/Library", "Anna/library", "Shared/Library", "guest/Library",
+                               ".hidden/Library", "empty", "file"}) {
+        makeFolder(scratch.path("users/") + folder);
     }
     writeFile(scratch.path("users/file/Library"), "");
     using Names = std::vector<std::string>;
@@ -186,30 +181,19 @@ void VolumeTest::users()
 
     // The current volume is told once in a process.
     const passwd *self = ::getpwuid(::getuid());
-    const auto currentUser = [&scratch](const char *named) {
-        std::string name;
-        int ends[2];
-        if (::pipe(ends) == 0 && ::waitFor(start([&] {
-                ::setenv("TARNWELL_VOLUME", scratch.path().c_str(), 1);
-                ::setenv("TARNWELL_USER", named, 1);
-                const std::string user = Volume::current().userName();
-                return ::write(ends[1], user.data(), user.size()) == ssize_t(user.size());
-            }))) {
-            std::array<char, 256> buffer;
-            name.assign(buffer.data(), std::size_t(::read(ends[0], buffer.data(), buffer.size())));
-        }
-        ::close(ends[0]);
-        ::close(ends[1]);
-        return name;
+    const auto isCurrentUser = [&scratch](const std::string &user, const char *named) {
+        return waitFor(start([&] {
+            ::setenv("TARNWELL_VOLUME", scratch.path().c_str(), 1);
+            ::setenv("TARNWELL_USER", named, 1);
+            return Volume::current().userName() == user;
+        }));
     };
-    QCOMPARE(currentUser("Mira"), std::string("Mira"));
-    QCOMPARE(currentUser(""), std::string(self->pw_name)); // nobody knows which of two
-    makeFolder(scratch.path("users/mira/other"));
+    QVERIFY(isCurrentUser("Mira", "Mira"));
+    QVERIFY(isCurrentUser(self->pw_name, "")); // nobody knows which of two
     ::rename(scratch.path("users/mira/Library").c_str(), scratch.path("users/mira/x").c_str());
-    QCOMPARE(currentUser(""), std::string("Anna"));
-    makeFolder(scratch.path("users/") + self->pw_name);
+    QVERIFY(isCurrentUser("Anna", ""));
     makeFolder(scratch.path("users/") + self->pw_name + "/LIBRARY");
-    QCOMPARE(currentUser(""), std::string(self->pw_name));
+    QVERIFY(isCurrentUser(self->pw_name, ""));
 }
 
 void VolumeTest::homeFolders()
@@ -229,8 +213,8 @@ void VolumeTest::homeFolders()
 void VolumeTest::linksStayInside()
 {
     const ScratchFolder scratch;
-    makeFolder(scratch.path("volume"));
-    makeFolder(scratch.path("volume/folder"));
+    makeFolder(scratch.path("volume/folder/anna/Inner"));
+    makeFolder(scratch.path("volume/folder/none"));
     writeFile(scratch.path("outside"), "");
     writeFile(scratch.path("volume/inside"), "");
     makeLink("/inside", scratch.path("volume/absolute"));
@@ -240,9 +224,6 @@ void VolumeTest::linksStayInside()
     makeLink("../Users/./none/../ANNA/", scratch.path("volume/folder/other"));
     makeLink("LOOP/x", scratch.path("volume/loop"));
     makeLink("../../outside", scratch.path("volume/folder/Out"));
-    makeFolder(scratch.path("volume/folder/anna"));
-    makeFolder(scratch.path("volume/folder/anna/Inner"));
-    makeFolder(scratch.path("volume/folder/none"));
     const Volume volume(scratch.path("volume"), "anna");
     const FileService files(volume);
     for (const char *path : {"/absolute", "/folder/upwards", "/../inside", "/ABSOLUTE",
@@ -271,19 +252,25 @@ void VolumeTest::longPaths()
     const std::string name(200, 'n');
     const std::string asked(200, 'N');
     const std::filesystem::path start = std::filesystem::current_path();
+    std::string exact;
     std::string path;
     std::filesystem::current_path(scratch.path());
     for (int depth = 0; depth < 2 * PATH_MAX / 200; ++depth) {
         QVERIFY(::mkdir(name.c_str(), 0755) == 0 && ::chdir(name.c_str()) == 0);
+        exact += '/' + name;
         path += '/' + asked;
     }
     writeFile("File", "12345");
     makeLink("../" + asked + "/FILE", "link"); // leads out of the last folder
+    makeLink("/etc", "host");
     std::filesystem::current_path(start);
     const Volume volume(scratch.path(), "anna");
     const FileService files(volume);
     for (const char *item : {"/File", "/FILE", "/Link"}) {
         QVERIFY2(files.exists(path + item), item);
+    }
+    for (const std::string &folder : {exact, path}) {
+        QVERIFY(files.exists(folder) && !files.exists(folder + "/host/passwd"));
     }
     QVERIFY(!files.copy(path + "/file", path + "/FILE.bak"));
     QCOMPARE(files.attributes(path + "/file.BAK")->size, 5U);
