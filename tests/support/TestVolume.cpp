@@ -54,7 +54,7 @@ void TestVolume::setDate(const QString &path, qint64 milliseconds) const
     ::utimensat(AT_FDCWD, QFile::encodeName(host(path)), times, 0);
 }
 
-void TestVolume::writeBundle(const QString &path, const QMap<QString, QString> &info) const
+void TestVolume::writeInfo(const QString &folder, const QMap<QString, QString> &info) const
 {
     QString dictionary;
     for (auto entry = info.begin(); entry != info.end(); ++entry) {
@@ -63,8 +63,13 @@ void TestVolume::writeBundle(const QString &path, const QMap<QString, QString> &
                                                 '\r', QLatin1String("&#13;"))); // else a line feed
     }
     write(
-        path + QStringLiteral("/Contents/Info.plist"),
+        folder + QStringLiteral("/Info.plist"),
         QStringLiteral("<plist version=\"1.0\"><dict>%1</dict></plist>").arg(dictionary).toUtf8());
+}
+
+void TestVolume::writeBundle(const QString &path, const QMap<QString, QString> &info) const
+{
+    writeInfo(path + QStringLiteral("/Contents"), info);
 }
 
 void TestVolume::clear() const

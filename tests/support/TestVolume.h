@@ -25,7 +25,8 @@ public:
     /// Sets the modification date of an item, in milliseconds since 1970.
     void setDate(const QString &path, qint64 milliseconds) const;
 
-    /// Writes an application bundle with a dictionary of texts.
+    /// Writes an information dictionary of texts into a folder, or an application bundle with one.
+    void writeInfo(const QString &folder, const QMap<QString, QString> &info) const;
     void writeBundle(const QString &path, const QMap<QString, QString> &info) const;
 
     /// Empties the volume.

@@ -1,6 +1,7 @@
 #include "system/platform/Bundle.h"
 #include "tests/support/TestVolume.h"
 
+#include <QRegularExpression>
 #include <QTest>
 
 #include <sys/stat.h>
@@ -9,10 +10,8 @@ using platform::Bundle;
 
 namespace {
 
-QByteArray xml(const QByteArray &value)
-{
-    return "<?xml version=\"1.0\"?><plist version=\"1.0\">" + value + "</plist>";
-}
+const QMap<QString, QString> info = {{"CFBundleExecutable", "run"},
+                                     {"CFBundleIconFile", "icon.png"}};
 
 } // namespace
 
@@ -22,76 +21,115 @@ class BundleTest : public QObject
 
 private slots:
     void cleanup() { m_volume.clear(); }
+    void placesOfTheDictionary_data();
     void placesOfTheDictionary();
-    void wrappedBundles();
-    void largeDictionaries();
+    void brokenDictionaries();
+    void iconNames_data();
+    void iconNames();
     void namesThatLeadElsewhere();
 
 private:
     TestVolume m_volume;
 };
 
+void BundleTest::placesOfTheDictionary_data()
+{
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<QString>("executable");
+    QTest::addColumn<QString>("icon");
+    const auto row = [](const QString &folder, const QString &executables, const QString &icons) {
+        QTest::newRow(qPrintable(folder)) << folder << executables + "run" << icons + "icon.png";
+    };
+    // In the order in which they are looked at.
+    row("/Contents", "/Contents/MacOS/", "/Contents/Resources/");
+    row("/Resources", "/Resources/MacOS/", "/Resources/");
+    row("", "/MacOS/", "/Resources/");
+    row("/WrappedBundle/Contents", "/WrappedBundle/Contents/MacOS/",
+        "/WrappedBundle/Contents/Resources/");
+    row("/WrappedBundle", "/WrappedBundle/", "/WrappedBundle/");
+}
+
 void BundleTest::placesOfTheDictionary()
 {
-    const QStringList places = {"/A.app", "/A.app/Resources", "/A.app/Contents"};
-    for (const QString &place : places) {
-        m_volume.write(place + "/Info.plist",
-                       xml("<dict><key>CFBundleName</key><string>" + place.toUtf8() +
-                           "</string><key>CFBundleIconFile</key><string>icon</string></dict>"));
-        QCOMPARE(Bundle::bundleWithPath("/A.app")->infoDictionary().text("CFBundleName"), place);
+    QFETCH(QString, folder);
+    QFETCH(QString, executable);
+    QFETCH(QString, icon);
+    QDir().mkpath(m_volume.host("/A.app/Wrapper/Real.app"));
+    QFile::link("Wrapper/Real.app", m_volume.host("/A.app/WrappedBundle"));
+    m_volume.writeInfo("/A.app" + folder, info);
+    const QStringList folders = {"/Contents", "/Resources", "", "/WrappedBundle/Contents",
+                                 "/WrappedBundle"};
+    for (const QString &later : folders.mid(folders.indexOf(folder) + 1)) {
+        m_volume.writeInfo("/A.app" + later, {});
     }
-    QCOMPARE(Bundle::bundleWithPath("/A.app")->iconPaths().first(),
-             "/A.app/Contents/Resources/icon.icns");
+    const auto bundle = Bundle::bundleWithPath("/A.app");
+    QCOMPARE(bundle->executablePath(), "/A.app" + executable);
+    QCOMPARE(bundle->iconPaths(), QStringList({"/A.app" + icon}));
+}
+
+// What stands in the first place counts, whatever it is, and nothing waits for it.
+void BundleTest::brokenDictionaries()
+{
+    const QString first = "/A.app/Contents/Info.plist";
+    const auto identifier = [this] { return Bundle::bundleWithPath("/A.app")->bundleIdentifier(); };
+    m_volume.writeInfo("/A.app", {{"CFBundleIdentifier", "second"}});
+    QCOMPARE(identifier(), "second");
+    m_volume.writeInfo("/A.app/Contents", {{"CFBundleIdentifier", "first"}});
+    const QByteArray whole = m_volume.read(first);
+    constexpr qsizetype largest = 512 * 1024;
+    m_volume.write(first, whole.leftJustified(largest));
+    QCOMPARE(identifier(), "first");
+    for (const QByteArray &bytes :
+         {whole.leftJustified(largest + 1), whole.chopped(20), QByteArray()}) {
+        m_volume.write(first, bytes);
+        QVERIFY(identifier().isNull());
+    }
+    QFile::remove(m_volume.host(first));
+    QDir().mkpath(m_volume.host(first));
+    QVERIFY(identifier().isNull());
+    QDir().rmdir(m_volume.host(first));
+    QCOMPARE(::mkfifo(qPrintable(m_volume.host(first)), 0600), 0);
+    QVERIFY(identifier().isNull());
+
+    // A link out of the volume leads to nothing.
+    m_volume.writeInfo("/B.app/Contents", {{"CFBundleIdentifier", "other"}});
+    QDir().mkpath(m_volume.host("/C.app"));
+    QFile::link(m_volume.host("/B.app/Contents"), m_volume.host("/C.app/Contents"));
+    QVERIFY(Bundle::bundleWithPath("/C.app")->bundleIdentifier().isNull());
     QVERIFY(!Bundle::bundleWithPath(""));
     QVERIFY(Bundle::bundleWithPath("/missing")->bundleIdentifier().isNull());
 }
 
-void BundleTest::wrappedBundles()
+void BundleTest::iconNames_data()
 {
-    const QByteArray info = xml("<dict><key>CFBundleName</key><string>Inner</string>"
-                                "<key>CFBundleExecutable</key><string>run</string>"
-                                "<key>CFBundleIconFile</key><string>icon.png</string></dict>");
-    m_volume.write("/Flat.app/Wrapper/Real.app/Info.plist", info);
-    m_volume.write("/Deep.app/Wrapper/Real.app/Contents/Info.plist", info);
-    for (const QString outer : {"/Flat.app", "/Deep.app"}) {
-        QFile::link("Wrapper/Real.app", m_volume.host(outer + "/WrappedBundle"));
-        QCOMPARE(Bundle::bundleWithPath(outer)->infoDictionary().text("CFBundleName"), "Inner");
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QStringList>("files");
+    QTest::newRow("bare") << "icon" << QStringList{"icon.icns", "icon.png", "icon"};
+    QTest::newRow("with a dot") << "icon.v2"
+                                << QStringList{"icon.v2.icns", "icon.v2.png", "icon.v2"};
+    for (const char *name : {"icon.icns", "ICON.ICNS", "icon.Png"}) {
+        QTest::newRow(name) << name << QStringList{name};
     }
-    const auto flat = Bundle::bundleWithPath("/Flat.app");
-    QCOMPARE(flat->executablePath(), "/Flat.app/WrappedBundle/run");
-    QCOMPARE(flat->iconPaths(), QStringList({"/Flat.app/WrappedBundle/icon.png"}));
-    const auto deep = Bundle::bundleWithPath("/Deep.app");
-    QCOMPARE(deep->executablePath(), "/Deep.app/WrappedBundle/Contents/MacOS/run");
-    QCOMPARE(deep->iconPaths(),
-             QStringList({"/Deep.app/WrappedBundle/Contents/Resources/icon.png"}));
 }
 
-void BundleTest::largeDictionaries()
+void BundleTest::iconNames()
 {
-    const auto identifier = [this](qsizetype size) {
-        const QByteArray info = xml("<dict><key>CFBundleIdentifier</key><string>a</string></dict>");
-        m_volume.write("/A.app/Contents/Info.plist", info.leftJustified(size));
-        return Bundle::bundleWithPath("/A.app")->bundleIdentifier();
-    };
-    QCOMPARE(identifier(512 * 1024), "a");
-    QVERIFY(identifier(512 * 1024 + 1).isNull());
+    QFETCH(QString, name);
+    QFETCH(QStringList, files);
+    m_volume.writeInfo("/A.app/Contents", {{"CFBundleIconFile", name}});
+    const QString folder = "/A.app/Contents/Resources/";
+    QCOMPARE(Bundle::bundleWithPath("/A.app")->iconPaths(),
+             files.replaceInStrings(QRegularExpression("^"), folder));
 }
 
 void BundleTest::namesThatLeadElsewhere()
 {
-    for (const QString name : {"../../evil", "a/b", "..", "."}) {
-        m_volume.writeBundle("/A.app", {{"CFBundleExecutable", name}, {"CFBundleIconFile", name}});
+    for (const QString name : {"../../evil", "a/b", "..", ".", ""}) {
+        m_volume.writeInfo("/A.app/Contents",
+                           {{"CFBundleExecutable", name}, {"CFBundleIconFile", name}});
         const auto bundle = Bundle::bundleWithPath("/A.app");
         QVERIFY(bundle->executablePath().isNull() && bundle->iconPaths().isEmpty());
     }
-    // A dictionary that is a FIFO, or a link out of the volume, is none, and nothing waits for it.
-    QDir().mkpath(m_volume.host("/B.app/Contents"));
-    QCOMPARE(::mkfifo(qPrintable(m_volume.host("/B.app/Contents/Info.plist")), 0600), 0);
-    QVERIFY(Bundle::bundleWithPath("/B.app")->infoDictionary().text("CFBundleName").isNull());
-    m_volume.writeBundle("/C.app", {{"CFBundleName", "C"}});
-    QDir().mkpath(m_volume.host("/D.app"));
-    QFile::link(m_volume.host("/C.app/Contents"), m_volume.host("/D.app/Contents"));
-    QVERIFY(Bundle::bundleWithPath("/D.app")->infoDictionary().text("CFBundleName").isNull());
 }
 
 QTEST_GUILESS_MAIN(BundleTest)

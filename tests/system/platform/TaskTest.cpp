@@ -1,7 +1,11 @@
 #include "system/platform/Task.h"
 #include "tests/support/TestVolume.h"
 
+#include <QDir>
 #include <QTest>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 using platform::linesOfText;
 using platform::Task;
@@ -12,10 +16,10 @@ class TaskTest : public QObject
 
 private slots:
     void lines();
-    void longOutput();
-    void endlessOutput();
-    void inheritsTheEnvironment();
-    void exitStatus();
+    void output();
+    void failures_data();
+    void failures();
+    void inheritance();
 
 private:
     TestVolume m_volume;
@@ -24,16 +28,14 @@ private:
 void TaskTest::lines()
 {
     QCOMPARE(linesOfText(""), QStringList({""}));
-    QCOMPARE(linesOfText("a"), QStringList({"a"}));
     QCOMPARE(linesOfText("a\r\nb\n\n"), QStringList({"a", "", "b", "", ""}));
     QCOMPARE(linesOfText("a\vb\fc\u0085d\u2028e\u2029f\tg"),
              QStringList({"a", "b", "c", "d", "e", "f\tg"}));
 }
 
-void TaskTest::longOutput()
+void TaskTest::output()
 {
-    // Far more than a pipe holds.
-    m_volume.installTool("tool", "seq 1 300000");
+    m_volume.installTool("tool", "seq 1 300000"); // far more than a pipe holds
     const QStringList lines = Task::outputLines("/usr/bin/tool", {});
     QCOMPARE(lines.size(), 300001);
     QCOMPARE(lines[299999], "300000");
@@ -43,32 +45,46 @@ void TaskTest::longOutput()
              QStringList({QString::fromLatin1("a\0b", 3), "no line break"}));
 }
 
-void TaskTest::endlessOutput()
+void TaskTest::failures_data()
 {
-    for (const char *script : {"exec yes", "yes | head -c 67200000"}) { // the second one ends well
-        m_volume.installTool("tool", script);
-        QCOMPARE(Task::outputLines("/usr/bin/tool", {}), QStringList());
+    QTest::addColumn<QByteArray>("script");
+    QTest::newRow("status") << QByteArray("echo partial; exit 3");
+    QTest::newRow("signal") << QByteArray("echo partial; kill -9 $$");
+    QTest::newRow("closes its output first")
+        << QByteArray("echo partial; exec >&-; sleep 0.3; exit 1");
+    QTest::newRow("without end") << QByteArray("exec yes");
+    QTest::newRow("too much") << QByteArray("yes | head -c 67200000");
+}
+
+void TaskTest::failures()
+{
+    QFETCH(QByteArray, script);
+    m_volume.installTool("tool", script);
+    QCOMPARE(Task::outputLines("/bin/tool", {}), QStringList());
+    QCOMPARE(Task::outputLines("/bin/missing", {}), QStringList());
+}
+
+// Environment, working folder, standard input and standard error are those of the program.
+void TaskTest::inheritance()
+{
+    m_volume.installTool("tool", "printf '%s|%s|%s|' \"$TARNWELL_USER\" \"$PWD\" \"$*\"; cat\n"
+                                 "echo remark >&2");
+    m_volume.write("/0", "input");
+    m_volume.write("/2", "");
+    int originals[3] = {};
+    for (const int stream : {0, 2}) {
+        originals[stream] = ::dup(stream);
+        const int file = ::open(qPrintable(m_volume.host('/' + QString::number(stream))), O_RDWR);
+        ::dup2(file, stream);
+        ::close(file);
     }
-}
-
-void TaskTest::inheritsTheEnvironment()
-{
-    m_volume.installTool("tool", "printf '%s|%s|%s' \"$TARNWELL_USER\" \"$PWD\" \"$*\"");
-    QCOMPARE(Task::outputLines("/bin/tool", {"a b", "c"}),
-             QStringList({"anna|" + QDir::currentPath() + "|a b c"}));
-}
-
-void TaskTest::exitStatus()
-{
-    m_volume.installTool("tool", "echo partial; exit 3");
-    Task task;
-    task.setLaunchPath("/bin/tool");
-    QVERIFY(task.run());
-    QCOMPARE(task.terminationStatus(), 3);
-    QCOMPARE(task.output(), "partial\n");
-
-    task.setLaunchPath("/bin/missing");
-    QVERIFY(!task.run());
+    const QStringList lines = Task::outputLines("/bin/tool", {"a b", "c"});
+    for (const int stream : {0, 2}) {
+        ::dup2(originals[stream], stream);
+        ::close(originals[stream]);
+    }
+    QCOMPARE(lines, QStringList({"anna|" + QDir::currentPath() + "|a b c|input"}));
+    QCOMPARE(m_volume.read("/2"), "remark\n");
 }
 
 QTEST_GUILESS_MAIN(TaskTest)
