@@ -48,10 +48,22 @@ QByteArray binary(const QByteArrayList &objects)
            bigEndian(0) + bigEndian(bytes.size());
 }
 
+/// A binary text of less than 15 bytes.
+QByteArray ascii(const QByteArray &text)
+{
+    return char(0x50 + text.size()) + text;
+}
+
 /// A binary dictionary with the one key "name".
 QByteArray binaryName(const QByteArray &value)
 {
-    return binary({"\xD1\x01\x02", "\x54name", value});
+    return binary({"\xD1\x01\x02", ascii("name"), value});
+}
+
+/// One that gives a text for "name", and a further value for another key.
+QByteArray binaryBeside(const QByteArray &value)
+{
+    return binary({"\xD2\x01\x02\x03\x04", ascii("name"), ascii("b"), ascii("a"), value});
 }
 
 } // namespace
@@ -61,50 +73,72 @@ class PropertyListTest : public QObject
     Q_OBJECT
 
 private slots:
-    void xmlTexts_data();
-    void xmlTexts();
+    void texts_data();
+    void texts();
     void encodings_data();
     void encodings();
-    void binaryTexts_data();
-    void binaryTexts();
     void none_data();
     void none();
     void everyCut();
 };
 
-void PropertyListTest::xmlTexts_data()
+void PropertyListTest::texts_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::addColumn<QString>("text");
-    const auto value = [](const char *row, const QByteArray &element, const QString &text) {
-        QTest::newRow(row) << xml("<key>name</key>" + element) << text;
+    const auto row = [](const QByteArray &tag, const QByteArray &bytes, const QString &text) {
+        QTest::newRow(tag) << bytes << text;
     };
-    value("text", "<string>Gr\xc3\xb6\xc3\x9f</string>", QString::fromUtf8("Größ"));
-    value("empty text", "<string/>", "");
-    value("blanks stay", "<string> a\n </string>", " a\n ");
-    value("pieces", "<string>a<!-- -->b<![CDATA[<c>]]>&amp;&#x64;</string>", "ab<c>&d");
+    const auto inXml = [&](const QByteArray &tag, const QByteArray &element, const QString &text) {
+        row("XML: " + tag, xml("<key>name</key>" + element), text);
+    };
+    inXml("text", "<string>Gr\xc3\xb6\xc3\x9f</string>", "Größ");
+    inXml("empty text", "<string/>", "");
+    inXml("blanks stay", "<string> a\n </string>", " a\n ");
+    inXml("pieces", "<string>a<!-- -->b<![CDATA[<c>]]>&amp;&#x64;</string>", "ab<c>&d");
     for (const char *other :
          {"<true/>", "<integer>42</integer>", "<data>AAEC</data>", "<real>1</real>",
           "<date>2026-03-02T09:30:00Z</date>", "<array><string>a</string></array>",
           "<dict><key>name</key><string>a</string></dict>"}) {
-        value(other, other, {});
+        inXml(other, other, {});
     }
-    value("too long", "<string>" + QByteArray(16'385, 'a') + "</string>", {});
-    value("long", "<string>" + QByteArray(16'384, 'a') + "</string>", QString(16'384, 'a'));
-
+    inXml("too long", "<string>" + QByteArray(16'385, 'a') + "</string>", {});
+    inXml("long", "<string>" + QByteArray(16'384, 'a') + "</string>", QString(16'384, 'a'));
     const QByteArray inner = "<key>inner</key><dict><key>name</key><string>b</string></dict>";
-    QTest::newRow("nested before") << xml(inner + name) << "a";
-    QTest::newRow("nested behind") << xml(name + inner) << "a";
-    QTest::newRow("the last of equal keys")
-        << xml("<key>name</key><string>b</string>" + name) << "a";
-    QTest::newRow("the last is no text") << xml(name + "<key>name</key><true/>") << QString();
-    QTest::newRow("missing") << xml("<key>nam</key><string>a</string>") << QString();
-    QTest::newRow("bare dictionary") << QByteArray("<dict>" + name + "</dict>") << "a";
-    QTest::newRow("blanks before") << QByteArray(" \r\n" + xml(name)) << "a";
-    QTest::newRow("anything behind") << QByteArray(xml(name) + "<" + '\0') << "a";
+    row("nested before", xml(inner + name), "a");
+    row("nested behind", xml(name + inner), "a");
+    row("the last of equal keys", xml("<key>name</key><string>b</string>" + name), "a");
+    row("the last is no text", xml(name + "<key>name</key><true/>"), {});
+    row("missing", xml("<key>nam</key><string>a</string>"), {});
+    row("bare dictionary", "<dict>" + name + "</dict>", "a");
+    row("blanks before", " \r\n" + xml(name), "a");
+    row("anything behind", xml(name) + "<" + '\0', "a");
+
+    const auto inBinary = [&](const QByteArray &tag, const QByteArray &object,
+                              const QString &text) {
+        row("binary: " + tag, binaryName(object), text);
+    };
+    inBinary("text", ascii("abc"), "abc");
+    inBinary("empty text", ascii(""), "");
+    inBinary("UTF-16", QByteArray("\x63\0G\0r\0\xF6", 7), "Grö");
+    inBinary("a count of its own", QByteArray("\x5F\x10\x12") + "CFBundleIdentifier",
+             "CFBundleIdentifier");
+    inBinary("a NUL", QByteArray("\x62\0a\0\0", 5), {});
+    inBinary("long", "\x5F\x11\x40" + QByteArray(1, 0) + QByteArray(16'384, 'a'),
+             QString(16'384, 'a'));
+    inBinary("too long", "\x5F\x11\x40\x01" + QByteArray(16'385, 'a'), {});
+    for (const char *number : {"\x09", "\x10\x2A", "\x43\x01\x02\x03", "\xD1\x01\x02"}) {
+        inBinary(QByteArray(number).toHex(), number, {});
+    }
+    row("UTF-16 key", binary({"\xD1\x01\x02", QByteArray("\x64\0n\0a\0m\0e", 9), ascii("a")}), "a");
+    row("the first of equal keys",
+        binary({"\xD2\x01\x01\x02\x03", ascii("name"), ascii("a"), ascii("b")}), "a");
+    row("the first is no text", binary({"\xD2\x01\x01\x02\x03", ascii("name"), "\x09", ascii("b")}),
+        {});
+    row("another value", binaryBeside("\x09"), "a");
 }
 
-void PropertyListTest::xmlTexts()
+void PropertyListTest::texts()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(QString, text);
@@ -152,72 +186,19 @@ void PropertyListTest::encodings()
     QCOMPARE(nameIn(bytes), "Gr\u00f6\u00dfe");
 }
 
-void PropertyListTest::binaryTexts_data()
-{
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QString>("text");
-    const auto value = [](const char *row, const QByteArray &object, const QString &text) {
-        QTest::newRow(row) << binaryName(object) << text;
-    };
-    value("text",
-          "\x53"
-          "abc",
-          "abc");
-    value("empty text", "\x50", "");
-    value("UTF-16", QByteArray("\x63\0G\0r\0\xF6", 7), QString::fromUtf8("Grö"));
-    value("a count of its own",
-          "\x5F\x10\x12"
-          "CFBundleIdentifier",
-          "CFBundleIdentifier");
-    value("a NUL", QByteArray("\x62\0a\0\0", 5), {});
-    value("long", "\x5F\x11\x40" + QByteArray(1, 0) + QByteArray(16'384, 'a'),
-          QString(16'384, 'a'));
-    value("too long", "\x5F\x11\x40\x01" + QByteArray(16'385, 'a'), {});
-    for (const char *other : {"\x09", "\x10\x2A",
-                              "\x43"
-                              "abc",
-                              "\x23"
-                              "12345678",
-                              "\xD1\x01\x02"}) {
-        value(QByteArray(other).toHex(), other, {});
-    }
-    QTest::newRow("UTF-16 key") << binary({"\xD1\x01\x02", QByteArray("\x64\0n\0a\0m\0e", 9),
-                                           "\x51"
-                                           "a"})
-                                << "a";
-    QTest::newRow("the first of equal keys") << binary({"\xD2\x01\x01\x02\x03", "\x54name",
-                                                        "\x51"
-                                                        "a",
-                                                        "\x51"
-                                                        "b"})
-                                             << "a";
-    QTest::newRow("the first is no text") << binary({"\xD2\x01\x01\x02\x03", "\x54name", "\x09",
-                                                     "\x51"
-                                                     "b"})
-                                          << QString();
-}
-
-void PropertyListTest::binaryTexts()
-{
-    xmlTexts();
-}
-
 void PropertyListTest::none_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     const auto row = [](const char *tag, const QByteArray &bytes) { QTest::newRow(tag) << bytes; };
     row("empty", {});
-    row("blanks", " \n");
-    row("something else", QByteArray("\x7f"
-                                     "ELF\0\0",
-                                     6));
+    row("something else", "\x7f" + QByteArray("ELF"));
     row("no dictionary", "<plist><array>" + name + "</array></plist>");
     row("text behind an unclosed tag", xml(name + "<key>b</key><string>"));
     row("an ampersand", xml(name + "<key>b</key><string>a & b</string>"));
     row("a NUL", xml(name + "<key>b</key><string>a" + QByteArray(1, 0) + "</string>"));
     row("an unknown element", xml(name + "<key>b</key><array><b/></array>"));
-    row("an unknown root", "<p/>");
-    row("an element in a text", xml("<key>name</key><string>a<true/></string>"));
+    row("an unknown root", "<p>" + name + "</p>");
+    row("an element in a text", xml(name + "<key>b</key><string>a<true/></string>"));
     row("a value without a key", xml("<string>b</string>" + name));
     row("a key without a value", xml("<key>b</key>" + name));
     row("a key in a list", xml(name + "<key>b</key><array><key>c</key></array>"));
@@ -227,8 +208,7 @@ void PropertyListTest::none_data()
                                      QByteArray("</array>").repeated(100)));
     row("a tag beyond measure", xml(name + "<key>b</key><true" + QByteArray(200'000, ' ') + "/>"));
 
-    const QByteArray whole = binaryName("\x51"
-                                        "a");
+    const QByteArray whole = binaryName(ascii("a"));
     const auto changed = [&](qsizetype position, char byte) {
         return whole.first(whole.size() - position) + byte +
                whole.sliced(whole.size() - position + 1);
@@ -241,19 +221,14 @@ void PropertyListTest::none_data()
     row("a root that is not there", changed(9, 3));
     row("a root that is no dictionary", changed(9, 1));
     row("a table in the trailer", changed(1, char(whole.size() - 20)));
-    row("a value that is not there", binary({"\xD1\x01\x02", "\x54name"}));
-    row("a key that is no text", binary({"\xD2\x01\x03\x02\x02", "\x54name",
-                                         "\x51"
-                                         "a",
-                                         "\x10\x01"}));
-    row("a text beyond the end", binaryName("\x5F\x11\xFF\xFF"
-                                            "a"));
-    row("a count beyond all numbers",
-        binaryName(QByteArray("\x5F\x13\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF", 10)));
-    row("a count of 16 bytes", binaryName("\x5F\x14" + QByteArray(16, 0)));
-    row("a count that is no number", binaryName("\x5F\x51"
-                                                "a"));
-    row("a dictionary beyond the end", binary({"\xDF\x12\x7F\xFF\xFF\xFF", "\x54name"}));
+    row("a value that is not there", binary({"\xD2\x01\x02\x02\x03", ascii("name"), ascii("a")}));
+    row("a key that is no text",
+        binary({"\xD2\x01\x03\x02\x02", ascii("name"), ascii("a"), "\x10\x01"}));
+    row("a text beyond the end", binaryBeside("\x5F\x11\xFF\xFF"));
+    row("a count beyond all numbers", binaryBeside("\x5F\x13" + QByteArray(8, '\xFF')));
+    row("a count of 16 bytes", binaryBeside("\x5F\x14" + QByteArray(16, 0)));
+    row("a count that is no number", binaryBeside("\x5F" + ascii("a")));
+    row("a dictionary beyond the end", binaryBeside("\xDF\x12\x7F\xFF\xFF\xFF"));
 }
 
 void PropertyListTest::none()
@@ -272,8 +247,7 @@ void PropertyListTest::everyCut()
         const QByteArray cut(inXml.constData(), size);
         QCOMPARE(nameIn(cut), size < end ? QString() : QString("a"));
     }
-    const QByteArray inBinary = binaryName("\x51"
-                                           "a");
+    const QByteArray inBinary = binaryName(ascii("a"));
     for (qsizetype size = 0; size < inBinary.size(); ++size) {
         QVERIFY(nameIn(QByteArray(inBinary.constData(), size)).isNull());
     }
