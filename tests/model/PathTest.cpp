@@ -183,14 +183,15 @@ void PathTest::kindsOfItems()
 // While another window works on the location, both operations answer no and leave it alone.
 void PathTest::otherProcess()
 {
+    m_volume.write("/p/other", "other");
     m_volume.write(file, "live");
     m_volume.write(backup, "backup");
     m_path->setBackedUp(true);
     m_log.take();
     int ends[2] = {-1, -1};
     QCOMPARE(::pipe(ends), 0);
-    const int other = ::fork();
-    if (other == 0) {
+    const int process = ::fork();
+    if (process == 0) {
         platform::LocationLock lock;
         const bool isLocked =
             platform::FileManager::defaultManager().lockItemAtPath(backup, lock, nullptr);
@@ -204,8 +205,12 @@ void PathTest::otherProcess()
         QVERIFY(!m_path->backUp());
         QVERIFY(!m_path->restore());
     });
-    ::kill(other, SIGKILL);
-    QCOMPARE(::waitpid(other, nullptr, 0), other);
+    Path other;
+    other.setPath("/p/other");
+    const bool isOtherBackedUp = other.backUp();
+    ::kill(process, SIGKILL);
+    QCOMPARE(::waitpid(process, nullptr, 0), process);
+    QVERIFY(isOtherBackedUp);
     QCOMPARE(printed.count("it is being copied or removed by another process.\n"), 2);
     QCOMPARE(m_volume.read(file) + m_volume.read(backup), "livebackup");
     QCOMPARE(m_log.take(), QStringList());

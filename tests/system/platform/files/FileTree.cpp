@@ -76,10 +76,13 @@ QString ScratchFolder::remove(const std::string &name) const
     return description(m_files.remove(path(name)));
 }
 
-MountedFolder::MountedFolder(std::string path, const std::string &options) : m_path(std::move(path))
+MountedFolder::MountedFolder(std::string path, const std::string &optionsOrFolder)
+    : m_path(std::move(path))
 {
     makeFolder(m_path);
-    m_isMounted = ::mount("none", m_path.c_str(), "tmpfs", 0, options.c_str()) == 0;
+    const char *const text = optionsOrFolder.c_str();
+    m_isMounted = (text[0] == '/' ? ::mount(text, m_path.c_str(), nullptr, MS_BIND, nullptr)
+                                  : ::mount("none", m_path.c_str(), "tmpfs", 0, text)) == 0;
 }
 
 MountedFolder::~MountedFolder()
@@ -87,11 +90,6 @@ MountedFolder::~MountedFolder()
     if (m_isMounted) {
         ::umount2(m_path.c_str(), MNT_DETACH);
     }
-}
-
-bool MountedFolder::makeReadOnly() const
-{
-    return ::mount(nullptr, m_path.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0;
 }
 
 void makeFolder(const std::string &path, unsigned int mode)
@@ -163,7 +161,7 @@ Snapshot snapshot(const std::string &path)
     const QByteArray items =
         runScript("for path, item in trees.snapshot(root).items():\n"
                   "    content = hashlib.sha1(repr(item.pop('content')).encode()).hexdigest()\n"
-        "    item['attributes'] = sorted(item['attributes'].items())\n"
+                  "    item['attributes'] = sorted(item['attributes'].items())\n"
                   "    print(path, [content, *item.values()], sep='\\t')\n",
                   path);
     Snapshot result;

@@ -37,17 +37,17 @@ private:
     platform::FileService m_files{m_volume};
 };
 
-/// A file system of its own in a folder, for as long as this lives.
+/// A file system of its own in a folder, for as long as this lives, or another folder of the same
+/// one.
 class MountedFolder
 {
 public:
-    MountedFolder(std::string path, const std::string &options);
+    MountedFolder(std::string path, const std::string &optionsOrFolder);
     ~MountedFolder();
     MountedFolder(const MountedFolder &) = delete;
     MountedFolder &operator=(const MountedFolder &) = delete;
 
     bool isMounted() const { return m_isMounted; }
-    bool makeReadOnly() const;
 
 private:
     std::string m_path;
