@@ -67,5 +67,7 @@ QString App::sizeMB() const
     // double precision, so nearbyint sees a half as a half and rounds it to even.
     const double tenths = std::nearbyint(double(*m_size) * 10.0);
     const int fractionDigits = std::fmod(tenths, 10.0) == 0.0 ? 0 : 1;
+    // Qt 6.4 leaves out the first separator from 1,000,000 to 9,999,999 in Spanish, Polish and the
+    // Portuguese of Portugal ("1234.567"). No application takes a terabyte, so it stays.
     return QLocale().toString(tenths / 10.0, 'f', fractionDigits) + QStringLiteral(" MB");
 }

@@ -22,7 +22,6 @@ private slots:
     void candidates();
     void candidatesStayInTheLibrary();
     void notificationOrder();
-    void otherSpellings();
     void nothingFound();
     void versions();
 
@@ -110,40 +109,6 @@ void AppDetailsTest::notificationOrder()
     // The second time neither icon nor size nor version is looked at.
     record->loadDetails();
     QCOMPARE(log.take(), reset + found);
-}
-
-void AppDetailsTest::otherSpellings()
-{
-    // As a Mac stores them, accents decomposed; the record's paths keep the candidates' spelling.
-    const QString support = "/Users/Anna/library/application support/Cafe\u0301 e\u0301lite";
-    m_volume.write(support + "/notes", "live");
-    m_volume.write("/Users/Anna/library/preferences/com.sample.cafe.plist", "live");
-    m_volume.writeBundle("/applications/N.app", {{"CFBundleIdentifier", "com.Sample.Cafe"},
-                                                 {"CFBundleShortVersionString", "1"}});
-    QFile::rename(m_volume.host("/applications/N.app/Contents/Info.plist"),
-                  m_volume.host("/applications/N.app/Contents/INFO.PLIST"));
-    QFile::rename(m_volume.host("/applications/N.app/Contents"),
-                  m_volume.host("/applications/N.app/contents"));
-    App record("Caf\u00e9 \u00c9lite", "/Applications/n.app",
-               platform::Bundle::bundleWithPath("/Applications/n.app"));
-    record.loadDetails();
-    QCOMPARE(record.version(), "1");
-    QCOMPARE(record.prefs()->path(), library + "Preferences/com.Sample.Cafe.plist");
-    QCOMPARE(record.data()->path(), library + "Application Support/Caf\u00e9 \u00c9lite");
-    QVERIFY(record.prefs()->backUp() && record.data()->backUp());
-    m_volume.write("/Users/Anna/library/preferences/com.sample.cafe.plist", "changed");
-    QVERIFY(record.prefs()->restore() && record.data()->restore());
-    QVERIFY(record.data()->backUp()); // once more, over the backup that is there
-    record.loadDetails();
-    QVERIFY(record.prefs()->backedUp() && record.data()->backedUp());
-    const auto names = [this](const QString &folder) {
-        return QDir(m_volume.host("/Users/Anna/library/" + folder))
-            .entryList(QDir::AllEntries | QDir::NoDotAndDotDot);
-    };
-    QCOMPARE(names("preferences"),
-             QStringList({"com.Sample.Cafe.plist", "com.Sample.Cafe.plist.bak"}));
-    QCOMPARE(names("application support").size(), 2);
-    QCOMPARE(m_volume.read("/Users/Anna/library/preferences/com.Sample.Cafe.plist"), "live");
 }
 
 void AppDetailsTest::nothingFound()

@@ -53,7 +53,6 @@ private slots:
     void cleanup();
     void icons();
     void launch();
-    void otherSpellings();
     void refusedLaunches_data();
     void refusedLaunches();
     void missingPrograms();
@@ -143,22 +142,6 @@ void WorkspaceTest::launch()
     QCOMPARE(processes().size(), 2);
     other.kill();
     other.waitForFinished();
-}
-
-void WorkspaceTest::otherSpellings()
-{
-    writeExecutable("#!/bin/sh\nwhile :; do sleep 1; done\n");
-    m_volume.write("/A.app/Contents/ReSources/ICON.icns", icnsFile(Qt::red));
-    for (const auto &[name, other] :
-         {std::pair("MacOS/run", "MacOS/Run"), std::pair("MacOS", "MACOS"),
-          std::pair("../Contents", "../contents")}) {
-        QVERIFY(QFile::rename(m_volume.host("/A.app/Contents/") + name,
-                              m_volume.host("/A.app/Contents/") + other));
-    }
-    const QImage icon = m_workspace.iconForFile("/a.app").pixmap(128).toImage();
-    QCOMPARE(icon.pixelColor(64, 64), QColor(Qt::red));
-    QVERIFY(m_workspace.launchApplication("/A.APP"));
-    QTRY_COMPARE(processes().size(), 1);
 }
 
 void WorkspaceTest::refusedLaunches_data()

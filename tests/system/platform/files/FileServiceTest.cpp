@@ -12,7 +12,6 @@ class FileServiceTest : public QObject
 
 private slots:
     void contentsAndSize();
-    void links();
     void printableNames();
     void closedStandardStreams();
 };
@@ -42,19 +41,6 @@ void FileServiceTest::contentsAndSize()
     for (const char *item : {"tree/many/7", "none"}) {
         QVERIFY(!files.contents(scratch.path(item)) && files.totalSize(scratch.path(item)) == 0);
     }
-}
-
-void FileServiceTest::links()
-{
-    const ScratchFolder scratch;
-    const platform::FileService &files = scratch.files();
-    writeFile(scratch.path("file"), "12345");
-    makeLink("file", scratch.path("link"));
-    makeLink("none", scratch.path("dangling"));
-    QCOMPARE(files.attributes(scratch.path("file"))->size, 5U);
-    QCOMPARE(files.attributes(scratch.path("link"))->size, 4U);
-    QVERIFY(files.exists(scratch.path("link")) && !files.exists(scratch.path("dangling")));
-    QVERIFY(files.attributes(scratch.path("dangling")) && !files.attributes(scratch.path("none")));
 }
 
 void FileServiceTest::printableNames()
