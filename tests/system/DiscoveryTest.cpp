@@ -1,13 +1,10 @@
 #include "system/Discovery.h"
 #include "model/App.h"
-#include "system/platform/FileManager.h"
 #include "system/platform/Task.h"
 #include "tests/support/TestVolume.h"
 
 #include <QProcess>
 #include <QTest>
-
-#include <filesystem>
 
 class DiscoveryTest : public QObject
 {
@@ -18,7 +15,6 @@ private slots:
     void pathsKept();
     void bundlesWithAName();
     void theQueryTool();
-    void namesInNoEncoding();
     void runningCheck_data();
     void runningCheck();
     void runningProcess();
@@ -108,22 +104,6 @@ void DiscoveryTest::theQueryTool()
     QVERIFY(appAtPath("/Applications/H.app"));
 }
 
-void DiscoveryTest::namesInNoEncoding()
-{
-    // Latin-1 beside UTF-8, as from an old archive.
-    m_volume.writeBundle("/Applications/Café/B.app", {{"CFBundleName", "A"}});
-    const std::string folder = m_volume.host("/Applications/Café/").toStdString();
-    std::filesystem::rename(folder + "B.app", folder + "Gr\xf6\xdf"
-                                                       "e.app");
-
-    platform::Task::setToolFolder(tools());
-    const QStringList paths = applicationPaths();
-    QCOMPARE(paths.size(), 2);
-    QVERIFY(paths[0].startsWith("/Applications/Café/Gr"));
-    QVERIFY(appAtPath(paths[0]));
-    QVERIFY(platform::FileManager::defaultManager().directorySize(paths[0]) > 0.0F);
-}
-
 void DiscoveryTest::runningCheck_data()
 {
     QTest::addColumn<QString>("path");
@@ -139,11 +119,6 @@ void DiscoveryTest::runningCheck_data()
     QTest::newRow("split by a line break")
         << "/Applications/Foo.app" << QByteArray("printf '/Applications/F\\noo.app'") << false;
     QTest::newRow("failing tool") << "/Applications/Foo.app" << foo + "; exit 1" << false;
-    QTest::newRow("a foreign byte elsewhere") << "/Applications/Foo.app"
-                                              << "printf '\\377\\n'; " + foo << true;
-    const QString cafe = QString::fromUtf8("/Café.app");
-    QTest::newRow("a foreign byte beside")
-        << cafe << QByteArray("printf 'open %s \\377\\n' '") + cafe.toUtf8() + '\'' << true;
     QTest::newRow("a foreign byte inside") << QString("/A") + QChar(0xDCFF) + ".app"
                                            << QByteArray("printf '/A\\377.app/x\\n'") << true;
 }

@@ -18,7 +18,6 @@ private slots:
     void initTestCase();
     void wholeTree();
     void singleItems();
-    void otherDisk();
     void holesOfLargeFile();
     void deepTree();
     void ordinaryUser();
@@ -85,20 +84,6 @@ void CopyTest::singleItems()
         QCOMPARE(statusOf(m_scratch.path(file)).st_atim.tv_sec, dates[0].tv_sec);
         QCOMPARE(statusOf(m_scratch.path(file)).st_atim.tv_nsec, dates[0].tv_nsec);
     }
-}
-
-void CopyTest::otherDisk()
-{
-    const MountedFolder disk(m_scratch.path("disk"), "size=64m");
-    if (!disk.isMounted()) {
-        QSKIP("only root may mount a file system");
-    }
-    writeFile(m_scratch.path("disk/probe"), "");
-    if (::setxattr(m_scratch.path("disk/probe").c_str(), "user.probe", "1", 1, 0) != 0) {
-        QSKIP("this system's tmpfs has no extended attributes");
-    }
-    QCOMPARE(m_scratch.copy("tree", "disk/copy"), "");
-    QCOMPARE(difference(m_tree, snapshot(m_scratch.path("disk/copy"))), QString());
 }
 
 void CopyTest::holesOfLargeFile()
