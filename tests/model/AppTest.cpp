@@ -8,47 +8,36 @@ class AppTest : public QObject
     Q_OBJECT
 
 private slots:
-    void sizeText_data();
     void sizeText();
 
 private:
     TestVolume m_volume;
 };
 
-void AppTest::sizeText_data()
-{
-    QTest::addColumn<QVariant>("size");
-    QTest::addColumn<QString>("locale");
-    QTest::addColumn<QString>("text");
-    const auto row = [](float size, const QString &text, const char *locale = "en_US") {
-        QTest::addRow("%g, %s", double(size), locale) << QVariant(size) << QString(locale) << text;
-    };
-    row(12.0F, "12 MB");
-    row(0.04F, "0 MB");
-    row(0.25F, "0.2 MB"); // half to even
-    row(0.75F, "0.8 MB");
-    row(0.35F, "0.3 MB"); // no half in single precision
-    row(12.36F, "12.4 MB");
-    row(0.96F, "1 MB");
-    row(2000.5F, "2,000.5 MB");
-    row(2000.5F, "2.000,5 MB", "de_DE");
-    row(1'234'567.5F, "12,34,567.5 MB", "en_IN");
-    row(2000.5F, "2000,5 MB", "es_ES"); // no separator before a single digit
-    row(20'000.5F, "20.000,5 MB", "es_ES");
-    QTest::newRow("unset") << QVariant() << "en_US"
-                           << "";
-}
-
 void AppTest::sizeText()
 {
-    QFETCH(QVariant, size);
-    QFETCH(QString, locale);
-    QLocale::setDefault(QLocale(locale));
     App app("A", "/A.app", platform::Bundle::bundleWithPath("/A.app"));
-    app.setSize(1.5F);
-    QVERIFY(app.setProperty("size", size));
-    QCOMPARE(app.property("size"), size);
-    QTEST(app.property("sizeMB").toString(), "text");
+    const std::tuple<float, const char *, QString> sizes[] = {
+        {12.0F, "en_US", "12 MB"},
+        {0.04F, "en_US", "0 MB"},
+        {0.25F, "en_US", "0.2 MB"}, // half to even
+        {0.75F, "en_US", "0.8 MB"},
+        {0.35F, "en_US", "0.3 MB"}, // no half in single precision
+        {12.36F, "en_US", "12.4 MB"},
+        {0.96F, "en_US", "1 MB"},
+        {2000.5F, "en_US", "2,000.5 MB"},
+        {2000.5F, "de_DE", "2.000,5 MB"},
+        {1'234'567.5F, "en_IN", "12,34,567.5 MB"},
+        {2000.5F, "es_ES", "2000,5 MB"}, // no separator before a single digit
+        {20'000.5F, "es_ES", "20.000,5 MB"}};
+    for (const auto &[size, locale, text] : sizes) {
+        QLocale::setDefault(QLocale(locale));
+        QVERIFY(app.setProperty("size", size));
+        QCOMPARE(app.property("sizeMB").toString(), text);
+    }
+    QVERIFY(app.setProperty("size", QVariant()));
+    QCOMPARE(app.property("size"), QVariant());
+    QCOMPARE(app.sizeMB(), "");
 }
 
 QTEST_GUILESS_MAIN(AppTest)

@@ -21,10 +21,8 @@ class BundleTest : public QObject
 
 private slots:
     void cleanup() { m_volume.clear(); }
-    void placesOfTheDictionary_data();
     void placesOfTheDictionary();
     void brokenDictionaries();
-    void iconNames_data();
     void iconNames();
     void namesThatLeadElsewhere();
 
@@ -32,39 +30,27 @@ private:
     TestVolume m_volume;
 };
 
-void BundleTest::placesOfTheDictionary_data()
-{
-    QTest::addColumn<QString>("folder");
-    QTest::addColumn<QString>("executable");
-    QTest::addColumn<QString>("icon");
-    const auto row = [](const QString &folder, const QString &executables, const QString &icons) {
-        QTest::newRow(qPrintable(folder)) << folder << executables + "run" << icons + "icon.png";
-    };
-    // In the order in which they are looked at.
-    row("/Contents", "/Contents/MacOS/", "/Contents/Resources/");
-    row("/Resources", "/Resources/MacOS/", "/Resources/");
-    row("", "/MacOS/", "/Resources/");
-    row("/WrappedBundle/Contents", "/WrappedBundle/Contents/MacOS/",
-        "/WrappedBundle/Contents/Resources/");
-    row("/WrappedBundle", "/WrappedBundle/", "/WrappedBundle/");
-}
-
 void BundleTest::placesOfTheDictionary()
 {
-    QFETCH(QString, folder);
-    QFETCH(QString, executable);
-    QFETCH(QString, icon);
+    // In the order in which they are looked at, with those of the executable and of the icon.
+    const std::tuple<QString, QString, QString> places[] = {
+        {"/Contents", "/Contents/MacOS/", "/Contents/Resources/"},
+        {"/Resources", "/Resources/MacOS/", "/Resources/"},
+        {"", "/MacOS/", "/Resources/"},
+        {"/WrappedBundle/Contents", "/WrappedBundle/Contents/MacOS/",
+         "/WrappedBundle/Contents/Resources/"},
+        {"/WrappedBundle", "/WrappedBundle/", "/WrappedBundle/"}};
     QDir().mkpath(m_volume.host("/A.app/Wrapper/Real.app"));
     QFile::link("Wrapper/Real.app", m_volume.host("/A.app/WrappedBundle"));
-    m_volume.writeInfo("/A.app" + folder, info);
-    const QStringList folders = {"/Contents", "/Resources", "", "/WrappedBundle/Contents",
-                                 "/WrappedBundle"};
-    for (const QString &later : folders.mid(folders.indexOf(folder) + 1)) {
-        m_volume.writeInfo("/A.app" + later, {});
+    for (const auto &[folder, executables, icons] : places) {
+        m_volume.writeInfo("/A.app" + folder, info);
     }
-    const auto bundle = Bundle::bundleWithPath("/A.app");
-    QCOMPARE(bundle->executablePath(), "/A.app" + executable);
-    QCOMPARE(bundle->iconPaths(), QStringList({"/A.app" + icon}));
+    for (const auto &[folder, executables, icons] : places) {
+        const auto bundle = Bundle::bundleWithPath("/A.app");
+        QCOMPARE(bundle->executablePath(), "/A.app" + executables + "run");
+        QCOMPARE(bundle->iconPaths(), QStringList({"/A.app" + icons + "icon.png"}));
+        QFile::remove(m_volume.host("/A.app" + folder + "/Info.plist"));
+    }
 }
 
 // What stands in the first place counts, whatever it is, and nothing waits for it.
@@ -100,26 +86,19 @@ void BundleTest::brokenDictionaries()
     QVERIFY(Bundle::bundleWithPath("/missing")->bundleIdentifier().isNull());
 }
 
-void BundleTest::iconNames_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QStringList>("files");
-    QTest::newRow("bare") << "icon" << QStringList{"icon.icns", "icon.png", "icon"};
-    QTest::newRow("with a dot") << "icon.v2"
-                                << QStringList{"icon.v2.icns", "icon.v2.png", "icon.v2"};
-    for (const char *name : {"icon.icns", "ICON.ICNS", "icon.Png"}) {
-        QTest::newRow(name) << name << QStringList{name};
-    }
-}
-
 void BundleTest::iconNames()
 {
-    QFETCH(QString, name);
-    QFETCH(QStringList, files);
-    m_volume.writeInfo("/A.app/Contents", {{"CFBundleIconFile", name}});
-    const QString folder = "/A.app/Contents/Resources/";
-    QCOMPARE(Bundle::bundleWithPath("/A.app")->iconPaths(),
-             files.replaceInStrings(QRegularExpression("^"), folder));
+    const std::pair<QString, QStringList> names[] = {
+        {"icon", {"icon.icns", "icon.png", "icon"}},
+        {"icon.v2", {"icon.v2.icns", "icon.v2.png", "icon.v2"}},
+        {"icon.icns", {"icon.icns"}},
+        {"ICON.ICNS", {"ICON.ICNS"}},
+        {"icon.Png", {"icon.Png"}}};
+    for (auto [name, files] : names) {
+        m_volume.writeInfo("/A.app", {{"CFBundleIconFile", name}});
+        files.replaceInStrings(QRegularExpression("^"), "/A.app/Resources/");
+        QCOMPARE(Bundle::bundleWithPath("/A.app")->iconPaths(), files);
+    }
 }
 
 void BundleTest::namesThatLeadElsewhere()

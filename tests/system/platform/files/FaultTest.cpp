@@ -16,35 +16,42 @@
 
 namespace {
 
-/// Is told of a system call on an open item, or on an item by its name in an open folder.
-using Hook = std::function<int(std::string_view call, int item, const std::string &name)>;
+/// A system call on an open item, or on an item by its name in an open folder.
+struct Call
+{
+    std::string function;
+    int item = -1;
+    std::string name;
+};
+
+using Hook = std::function<int(const Call &)>;
 
 Hook s_before; ///< the errno that it gives, unless 0, is that of the call, which is not made
 Hook s_after;
 bool s_isInHook = false; ///< whose own calls are told to nobody
 
-int tell(const Hook &hook, std::string_view call, int item, const char *name)
+int tell(const Hook &hook, const Call &call)
 {
     if (!hook || std::exchange(s_isInHook, true)) {
         return 0;
     }
-    const int error = hook(call, item, name);
+    const int error = hook(call);
     s_isInHook = false;
     return error;
 }
 
-/// Calls the C library's function.
+/// Makes the call with the C library's function.
 template <typename Function, typename... Arguments>
-auto call(Function *, const char *function, int item, const char *name, Arguments... arguments)
+auto make(const Call &call, Function *, Arguments... arguments)
 {
-    const auto original = reinterpret_cast<Function *>(::dlsym(RTLD_NEXT, function));
-    if (const int error = tell(s_before, function, item, name); error != 0) {
+    const auto original = reinterpret_cast<Function *>(::dlsym(RTLD_NEXT, call.function.c_str()));
+    if (const int error = tell(s_before, call); error != 0) {
         errno = error;
         return decltype(original(arguments...))(-1);
     }
     const auto result = original(arguments...);
     const int error = errno;
-    tell(s_after, function, item, name);
+    tell(s_after, call);
     errno = error;
     return result;
 }
@@ -69,7 +76,7 @@ long s_diskType = 0; ///< what statfs(2) is to tell; 0 for the truth
 ssize_t getdents64(int folder, void *buffer, size_t size) noexcept
 {
     static std::map<int, std::string> listed;
-    ssize_t length = call(&getdents64, "getdents64", folder, "", folder, buffer, size);
+    ssize_t length = make({"getdents64", folder, ""}, &getdents64, folder, buffer, size);
     char *const bytes = static_cast<char *>(buffer);
     if (s_listing == Listing::Twice && length > 0) {
         listed[folder].assign(bytes, size_t(length));
@@ -92,61 +99,61 @@ ssize_t getdents64(int folder, void *buffer, size_t size) noexcept
 
 int mkdirat(int folder, const char *name, mode_t mode) noexcept
 {
-    return call(&mkdirat, "mkdirat", folder, name, folder, name, mode);
+    return make({"mkdirat", folder, name}, &mkdirat, folder, name, mode);
 }
 
 int fchmodat(int folder, const char *name, mode_t mode, int flags) noexcept
 {
-    return call(&fchmodat, "fchmodat", folder, name, folder, name, mode, flags);
+    return make({"fchmodat", folder, name}, &fchmodat, folder, name, mode, flags);
 }
 
 int linkat(int folder, const char *name, int newFolder, const char *newName, int flags) noexcept
 {
-    return call(&linkat, "linkat", folder, name, folder, name, newFolder, newName, flags);
+    return make({"linkat", folder, name}, &linkat, folder, name, newFolder, newName, flags);
 }
 
 int renameat2(int folder, const char *name, int newFolder, const char *newName,
               unsigned int flags) noexcept
 {
-    return call(&renameat2, "renameat2", newFolder, newName, folder, name, newFolder, newName,
+    return make({"renameat2", newFolder, newName}, &renameat2, folder, name, newFolder, newName,
                 flags);
 }
 
 int unlinkat(int folder, const char *name, int flags) noexcept
 {
-    return call(&unlinkat, "unlinkat", folder, name, folder, name, flags);
+    return make({"unlinkat", folder, name}, &unlinkat, folder, name, flags);
 }
 
 int fsetxattr(int item, const char *name, const void *value, size_t size, int flags) noexcept
 {
-    return call(&fsetxattr, "fsetxattr", item, name, item, name, value, size, flags);
+    return make({"fsetxattr", item, name}, &fsetxattr, item, name, value, size, flags);
 }
 
 ssize_t copy_file_range(int source, off64_t *from, int copy, off64_t *to, size_t size,
                         unsigned int flags)
 {
-    return call(&copy_file_range, "copy_file_range", source, "", source, from, copy, to, size,
+    return make({"copy_file_range", source, ""}, &copy_file_range, source, from, copy, to, size,
                 flags);
 }
 
 int fsync(int item)
 {
-    return call(&fsync, "fsync", item, "", item);
+    return make({"fsync", item, ""}, &fsync, item);
 }
 
 int syncfs(int item) noexcept
 {
-    return call(&syncfs, "syncfs", item, "", item);
+    return make({"syncfs", item, ""}, &syncfs, item);
 }
 
 void sync() noexcept
 {
-    tell(s_before, "sync", -1, "");
+    tell(s_before, {"sync", -1, ""});
 }
 
 int fstatfs(int item, struct statfs *disk) noexcept
 {
-    const int result = call(&fstatfs, "fstatfs", item, "", item, disk);
+    const int result = make({"fstatfs", item, ""}, &fstatfs, item, disk);
     disk->f_type = s_diskType != 0 ? s_diskType : disk->f_type;
     return result;
 }
@@ -161,7 +168,6 @@ private slots:
     void flushes_data();
     void flushes();
     void itemsThatCome();
-    void namesOfOneFile_data();
     void namesOfOneFile();
     void refusedAttributes();
     void bytesThatCannotBeCopied();
@@ -218,14 +224,14 @@ void FaultTest::flushes()
     const auto copyFailingAt = [&](const QString &failing) {
         QStringList made;
         s_diskType = diskType;
-        s_before = [&](std::string_view call, int item, const std::string &) {
-            if (call.find("sync") == std::string_view::npos) {
+        s_before = [&](const Call &call) {
+            if (call.function.find("sync") == std::string::npos) {
                 return 0;
             }
-            made += QString::fromLatin1(call.data());
-            if (item >= 0) {
+            made += QString::fromStdString(call.function);
+            if (call.item >= 0) {
                 const auto path =
-                    std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(item));
+                    std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(call.item));
                 made.last() +=
                     ' ' + QString::fromStdString(path.lexically_relative(scratch.path()));
             }
@@ -253,11 +259,11 @@ void FaultTest::itemsThatCome()
         const ScratchFolder scratch;
         makePlainTree(scratch.path("tree"), 10);
         bool comes = true;
-        s_before = [&](std::string_view call, int, const std::string &) {
-            if (call == "renameat2" && comes) {
+        s_before = [&](const Call &call) {
+            if (call.function == "renameat2" && comes) {
                 makeFolder(scratch.path("copy"));
             }
-            return call == "renameat2" ? error : 0;
+            return call.function == "renameat2" ? error : 0;
         };
         QVERIFY(scratch.copy("tree", "copy").endsWith(": an item with this name exists already."));
         comes = false;
@@ -268,43 +274,35 @@ void FaultTest::itemsThatCome()
     }
 }
 
-void FaultTest::namesOfOneFile_data()
-{
-    QTest::addColumn<int>("error");
-    QTest::addColumn<int>("names"); // that the disk allows a file
-    QTest::addColumn<int>("failures");
-    QTest::newRow("a limit") << EMLINK << 3 << 1000;
-    QTest::newRow("one name") << EMLINK << 1 << 1000;
-    QTest::newRow("no hard links") << EPERM << 0 << 1000;
-    QTest::newRow("an accident") << EPERM << 0 << 1;
-}
-
 void FaultTest::namesOfOneFile()
 {
-    QFETCH(int, error);
-    QFETCH(int, names);
-    QFETCH(int, failures);
-    const bool isAccident = failures == 1;
-    const ScratchFolder scratch;
-    makeFolder(scratch.path("tree"));
-    writeFile(scratch.path("tree/0"), "linked");
-    for (const char *name : {"1", "2", "3", "4", "5"}) {
-        std::filesystem::create_hard_link(scratch.path("tree/0"), scratch.path("tree/") + name);
-    }
-    s_before = [&](std::string_view call, int item, const std::string &name) {
-        struct stat status = {};
-        const bool isRefused = call == "linkat" && failures > 0 &&
-                               ::fstatat(item, name.c_str(), &status, 0) == 0 &&
-                               status.st_nlink >= nlink_t(names);
-        failures -= isRefused ? 1 : 0;
-        return isRefused ? error : 0;
-    };
-    QCOMPARE(scratch.copy("tree", "copy"), "");
-    QCOMPARE(scratch.names("copy").size(), 6);
-    for (const QString &name : scratch.names("copy")) {
-        const std::string copy = scratch.path("copy/" + name.toStdString());
-        QCOMPARE(std::filesystem::file_size(copy), 6U);
-        QVERIFY(!isAccident || std::filesystem::hard_link_count(copy) == 6);
+    // How many names the disk allows a file: some, one, none, and none for a moment.
+    const std::tuple<int, nlink_t, int> limits[] = {
+        {EMLINK, 3, 1000}, {EMLINK, 1, 1000}, {EPERM, 0, 1000}, {EPERM, 0, 1}};
+    for (auto [error, names, failures] : limits) {
+        const ScratchFolder scratch;
+        makeFolder(scratch.path("tree"));
+        writeFile(scratch.path("tree/0"), "linked");
+        for (const char *name : {"1", "2", "3", "4", "5"}) {
+            std::filesystem::create_hard_link(scratch.path("tree/0"), scratch.path("tree/") + name);
+        }
+        const bool isAccident = failures == 1;
+        s_before = [&, error = error, names = names,
+                    failures = failures](const Call &call) mutable {
+            struct stat status = {};
+            const bool isRefused = call.function == "linkat" && failures > 0 &&
+                                   ::fstatat(call.item, call.name.c_str(), &status, 0) == 0 &&
+                                   status.st_nlink >= names;
+            failures -= isRefused ? 1 : 0;
+            return isRefused ? error : 0;
+        };
+        QCOMPARE(scratch.copy("tree", "copy"), "");
+        QCOMPARE(scratch.names("copy").size(), 6);
+        for (const QString &name : scratch.names("copy")) {
+            const struct stat status = statusOf(scratch.path("copy/" + name.toStdString()));
+            QCOMPARE(status.st_size, 6);
+            QVERIFY(!isAccident || status.st_nlink == 6);
+        }
     }
 }
 
@@ -320,8 +318,8 @@ void FaultTest::refusedAttributes()
         {"user.note", E2BIG, "“file” could not be copied: Argument list too long."},
         {"system.posix_acl_access", EPERM, ""}};
     for (const auto &[attribute, error, words] : refusals) {
-        s_before = [&](std::string_view call, int, const std::string &name) {
-            return call == "fsetxattr" && name == attribute ? error : 0;
+        s_before = [&](const Call &call) {
+            return call.function == "fsetxattr" && call.name == attribute ? error : 0;
         };
         QCOMPARE(scratch.copy("file", "copy"), words);
     }
@@ -333,8 +331,8 @@ void FaultTest::bytesThatCannotBeCopied()
     const ScratchFolder scratch;
     for (const auto size : {300'000U, 1'000U}) {
         writeFile(scratch.path("file"), std::string(300'000, 'f'));
-        s_before = [&](std::string_view call, int, const std::string &) {
-            if (call != "copy_file_range") {
+        s_before = [&](const Call &call) {
+            if (call.function != "copy_file_range") {
                 return 0;
             }
             std::filesystem::resize_file(scratch.path("file"), size);
@@ -387,8 +385,8 @@ void FaultTest::itemsThatVanish()
     for (const auto &[change, words] : changes) {
         const ScratchFolder scratch;
         makePlainTree(scratch.path("tree"), 150);
-        s_after = [&, isDone = false](std::string_view call, int item, const auto &) mutable {
-            if (call == "getdents64" && ::faccessat(item, "60", F_OK, 0) == 0 &&
+        s_after = [&, isDone = false](const Call &call) mutable {
+            if (call.function == "getdents64" && ::faccessat(call.item, "60", F_OK, 0) == 0 &&
                 !std::exchange(isDone, true)) {
                 change(scratch);
             }
@@ -402,13 +400,13 @@ void FaultTest::itemsThatVanish()
 
 void FaultTest::itemsExchangedForLinks_data()
 {
-    QTest::addColumn<std::string>("call");
+    QTest::addColumn<std::string>("function");
     QTest::addColumn<std::string>("name");
     QTest::addColumn<std::string>("target");
     QTest::addColumn<bool>("isRemoval");
-    const auto row = [](const char *tag, const char *call, const char *name, const char *target,
+    const auto row = [](const char *tag, const char *function, const char *name, const char *target,
                         bool isRemoval = false) {
-        QTest::newRow(tag) << std::string(call) << std::string(name) << std::string(target)
+        QTest::newRow(tag) << std::string(function) << std::string(name) << std::string(target)
                            << isRemoval;
     };
     row("folder", "getdents64", "inner", "");
@@ -423,7 +421,7 @@ void FaultTest::itemsExchangedForLinks_data()
 // Between a look at an item and its use it becomes a link to a folder or a file elsewhere.
 void FaultTest::itemsExchangedForLinks()
 {
-    QFETCH(std::string, call);
+    QFETCH(std::string, function);
     QFETCH(std::string, name);
     QFETCH(std::string, target);
     QFETCH(bool, isRemoval);
@@ -438,20 +436,22 @@ void FaultTest::itemsExchangedForLinks()
         writeFile(scratch.path("tree/inner/file"), "file");
         writeFile(scratch.path("tree/file"), "file");
         const Snapshot outside = snapshot(scratch.path("outside"));
-        if (call == "fchmodat") {
+        if (function == "fchmodat") {
             ::chmod(scratch.path(name == "tree" ? name : "tree/" + name).c_str(), 0);
         }
         bool isExchanged = false;
-        const Hook exchange = [&](std::string_view made, int item, const std::string &itemName) {
-            const bool isMeant = made == call && (itemName.empty() || itemName == name) &&
-                                 ::faccessat(item, name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+        const Hook exchange = [&](const Call &call) {
+            const char *const item = name.c_str();
+            const bool isMeant = call.function == function &&
+                                 (call.name.empty() || call.name == name) &&
+                                 ::faccessat(call.item, item, F_OK, AT_SYMLINK_NOFOLLOW) == 0;
             if (isMeant && !std::exchange(isExchanged, true)) {
-                ::renameat(item, name.c_str(), AT_FDCWD, scratch.path("aside").c_str());
-                return ::symlinkat(scratch.path("outside" + target).c_str(), item, name.c_str());
+                ::renameat(call.item, item, AT_FDCWD, scratch.path("aside").c_str());
+                return ::symlinkat(scratch.path("outside" + target).c_str(), call.item, item);
             }
             return 0;
         };
-        (call == "fchmodat" ? s_before : s_after) = exchange;
+        (function == "fchmodat" ? s_before : s_after) = exchange;
         isRemoval ? scratch.remove("tree") : scratch.copy("tree", "copy");
         cleanup();
         std::size_t secrets = 0;
@@ -461,7 +461,6 @@ void FaultTest::itemsExchangedForLinks()
                 !item.is_symlink() && item.is_regular_file() && item.file_size() == secret.size();
         }
         const QString changes = difference(outside, snapshot(scratch.path("outside")));
-        qInfo("%s", qPrintable(changes));
         return isExchanged && secrets == 2 && changes.isEmpty();
     }));
 }
@@ -473,16 +472,14 @@ void FaultTest::failedRemovals()
     makeFolder(scratch.path("tree"));
     writeFile(scratch.path("tree/file"), "");
     makeFolder(scratch.path("tree"), 0500);
-    s_before = [](std::string_view call, int, const std::string &name) {
-        return call == "unlinkat" && name == "file" ? EIO : 0;
+    s_before = [](const Call &call) {
+        return call.function == "unlinkat" && call.name == "file" ? EIO : 0;
     };
     QCOMPARE(scratch.remove("tree"),
              "“tree/file” could not be removed: the disk reported an error.");
     QCOMPARE(scratch.names("tree"), QStringList({"file"}));
     QCOMPARE(statusOf(scratch.path("tree")).st_mode & 0777U, 0500U);
-    s_before = [](std::string_view call, int, const auto &) {
-        return call == "mkdirat" ? ENOSPC : 0;
-    };
+    s_before = [](const Call &call) { return call.function == "mkdirat" ? ENOSPC : 0; };
     QCOMPARE(scratch.remove("tree"), "");
     QCOMPARE(scratch.names(), QStringList());
 }

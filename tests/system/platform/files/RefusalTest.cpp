@@ -9,10 +9,8 @@ class RefusalTest : public QObject
 
 private slots:
     void protectedByOwner();
-    void removals_data();
     void removals();
     void copies();
-    void lockedItems_data();
     void lockedItems();
     void mountedFolder();
     void foreignItemsAtHiddenName_data();
@@ -42,49 +40,31 @@ void RefusalTest::protectedByOwner()
     }
 }
 
-void RefusalTest::removals_data()
-{
-    QTest::addColumn<std::string>("foreign");
-    QTest::addColumn<mode_t>("mode");
-    QTest::newRow("another user's folder") << std::string("tree/1") << mode_t{0755};
-    QTest::newRow("his closed folder") << std::string("tree/1") << mode_t{0700};
-    QTest::newRow("his item in a sticky folder") << std::string("tree/1") << mode_t{01777};
-    QTest::newRow("the folder around it") << std::string(".") << mode_t{0755};
-}
-
 // Nothing is removed of what cannot be removed entirely, and what was opened is closed again.
 void RefusalTest::removals()
 {
     if (::geteuid() != 0) {
         QSKIP("only root can make folders of another owner");
     }
-    QFETCH(std::string, foreign);
-    QFETCH(mode_t, mode);
-    const ScratchFolder scratch;
-    QVERIFY(isDoneByOrdinaryUser([&scratch] {
-        makePlainTree(scratch.path("tree"), 150);
-        makeFolder(scratch.path("tree/0"), 0100);
-        makeFolder(scratch.path("tree"), 0500);
-        return true;
-    }));
-    setOwner(scratch.path(foreign), 1234, 1234);
-    setOwner(scratch.path("tree/1/60"), 1234, 1234);
-    ::chmod(scratch.path(foreign).c_str(), mode);
-    const Snapshot before = snapshot(scratch.path());
-    QVERIFY(isDoneByOrdinaryUser([&scratch] {
-        return scratch.remove("tree").endsWith("could not be removed: permission was denied.");
-    }));
-    QCOMPARE(difference(before, snapshot(scratch.path())), QString());
-}
-
-void RefusalTest::lockedItems_data()
-{
-    QTest::addColumn<QString>("flag");
-    QTest::addColumn<std::string>("locked");
-    for (const QString flag : {"i", "a"}) {
-        for (const std::string locked : {"tree/1/70", "tree/2"}) {
-            QTest::addRow("%s, %s", locked.c_str(), qPrintable(flag)) << flag << locked;
-        }
+    // A folder of another user, a closed one, a sticky one with an item of his, and the parent.
+    const std::pair<const char *, mode_t> foreignFolders[] = {
+        {"tree/1", 0755}, {"tree/1", 0700}, {"tree/1", 01777}, {".", 0755}};
+    for (const auto &[foreign, mode] : foreignFolders) {
+        const ScratchFolder scratch;
+        QVERIFY(isDoneByOrdinaryUser([&scratch] {
+            makePlainTree(scratch.path("tree"), 150);
+            makeFolder(scratch.path("tree/0"), 0100);
+            makeFolder(scratch.path("tree"), 0500);
+            return true;
+        }));
+        setOwner(scratch.path(foreign), 1234, 1234);
+        setOwner(scratch.path("tree/1/60"), 1234, 1234);
+        ::chmod(scratch.path(foreign).c_str(), mode);
+        const Snapshot before = snapshot(scratch.path());
+        QVERIFY(isDoneByOrdinaryUser([&scratch] {
+            return scratch.remove("tree").endsWith("could not be removed: permission was denied.");
+        }));
+        QCOMPARE(difference(before, snapshot(scratch.path())), QString());
     }
 }
 
@@ -92,31 +72,32 @@ void RefusalTest::lockedItems_data()
 // gets no copy, of which something would stay.
 void RefusalTest::lockedItems()
 {
-    QFETCH(QString, flag);
-    QFETCH(std::string, locked);
     const ScratchFolder scratch;
     QVERIFY(isDoneByOrdinaryUser([&scratch] {
         makePlainTree(scratch.path("tree"), 150);
         makeFolder(scratch.path("tree/1"), 0);
         return true;
     }));
-    if (!runOn(scratch.path(locked), "chattr", {'+' + flag})) {
-        QSKIP("this user or disk cannot lock files");
+    for (const auto &[flag, locked] : {std::pair("i", "tree/1/70"), std::pair("a", "tree/1/70"),
+                                       std::pair("i", "tree/2"), std::pair("a", "tree/2")}) {
+        if (!runOn(scratch.path(locked), "chattr", {QString("+") + flag})) {
+            QSKIP("this user or disk cannot lock files");
+        }
+        const Snapshot before = snapshot(scratch.path());
+        const auto isRefused = [&] {
+            return scratch.remove("tree") ==
+                       QString("“%1” could not be removed: it is locked.").arg(locked) &&
+                   (scratch.path(locked).ends_with("70") ||
+                    scratch.copy("tree/0/3", std::string(locked) + "/copy")
+                        .endsWith("could not be copied: permission was denied."));
+        };
+        const bool isRefusedToRoot = isRefused();
+        const bool isRefusedToOwner = isDoneByOrdinaryUser(isRefused);
+        const QString changes = difference(before, snapshot(scratch.path()));
+        runOn(scratch.path(locked), "chattr", {QString("-") + flag});
+        QVERIFY2(isRefusedToRoot && isRefusedToOwner, locked);
+        QCOMPARE(changes, QString());
     }
-    const Snapshot before = snapshot(scratch.path());
-    const auto areRefused = [&] {
-        const bool isFolder = locked != "tree/1/70";
-        return scratch.remove("tree") ==
-                   QString("“%1” could not be removed: it is locked.").arg(locked.c_str()) &&
-               (!isFolder || scratch.copy("tree/0/3", locked + "/copy")
-                                 .endsWith("could not be copied: permission was denied."));
-    };
-    const bool areRefusedToRoot = areRefused();
-    const bool areRefusedToOwner = isDoneByOrdinaryUser(areRefused);
-    const QString changes = difference(before, snapshot(scratch.path()));
-    runOn(scratch.path(locked), "chattr", {'-' + flag});
-    QVERIFY(areRefusedToRoot && areRefusedToOwner);
-    QCOMPARE(changes, QString());
     QCOMPARE(scratch.remove("tree"), "");
 }
 
