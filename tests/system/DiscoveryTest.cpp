@@ -15,7 +15,6 @@ private slots:
     void pathsKept();
     void bundlesWithAName();
     void theQueryTool();
-    void runningCheck_data();
     void runningCheck();
     void runningProcess();
 
@@ -104,31 +103,22 @@ void DiscoveryTest::theQueryTool()
     QVERIFY(appAtPath("/Applications/H.app"));
 }
 
-void DiscoveryTest::runningCheck_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QByteArray>("tool");
-    QTest::addColumn<bool>("running");
-    const QByteArray foo =
-        "[ \"$*\" = -A ] || exit 1; echo '  1 /Applications/Foo.app/Contents/MacOS/Foo -x'";
-    QTest::newRow("inside the bundle") << "/Applications/Foo.app" << foo << true;
-    QTest::newRow("whole path only") << "/Applications/Fo.app" << foo << false;
-    QTest::newRow("case matters") << "/Applications/foo.app" << foo << false;
-    QTest::newRow("longer path") << "/Applications/Foo.app"
-                                 << QByteArray("echo /Applications/Foo.apple.app/Bar") << true;
-    QTest::newRow("split by a line break")
-        << "/Applications/Foo.app" << QByteArray("printf '/Applications/F\\noo.app'") << false;
-    QTest::newRow("failing tool") << "/Applications/Foo.app" << foo + "; exit 1" << false;
-    QTest::newRow("a foreign byte inside") << QString("/A") + QChar(0xDCFF) + ".app"
-                                           << QByteArray("printf '/A\\377.app/x\\n'") << true;
-}
-
 void DiscoveryTest::runningCheck()
 {
-    QFETCH(QString, path);
-    QFETCH(QByteArray, tool);
-    m_volume.installTool("ps", tool);
-    QTEST(app(path)->isAppRunning(), "running");
+    const QByteArray foo =
+        "[ \"$*\" = -A ] || exit 1; echo '  1 /Applications/Foo.app/Contents/MacOS/Foo -x'";
+    const std::tuple<QString, QByteArray, bool> listings[] = {
+        {"/Applications/Foo.app", foo, true},
+        {"/Applications/Fo.app", foo, false},
+        {"/Applications/foo.app", foo, false},
+        {"/Applications/Foo.app", foo + "; exit 1", false},
+        {"/Applications/Foo.app", "echo /Applications/Foo.apple.app/Bar", true},
+        {"/Applications/Foo.app", "printf '/Applications/F\\noo.app'", false},
+        {QString("/A") + QChar(0xDCFF) + ".app", "printf '\\376 /A\\377.app/x\\n'", true}};
+    for (const auto &[path, tool, isRunning] : listings) {
+        m_volume.installTool("ps", tool);
+        QVERIFY2(app(path)->isAppRunning() == isRunning, tool);
+    }
 }
 
 void DiscoveryTest::runningProcess()

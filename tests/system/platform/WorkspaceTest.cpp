@@ -21,7 +21,6 @@ class WorkspaceTest : public QObject
 private slots:
     void init();
     void cleanup();
-    void icons_data();
     void icons();
     void launch();
     void refusedLaunches();
@@ -56,31 +55,24 @@ void WorkspaceTest::cleanup()
     m_volume.clear();
 }
 
-void WorkspaceTest::icons_data()
-{
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<bool>("isRed");
-    for (const QString folder : {"red", "none"}) {
-        for (const QFileInfo &file : QDir(CORPUS + folder).entryInfoList(QDir::Files)) {
-            QTest::newRow(qPrintable(file.fileName())) << file.filePath() << (folder == "red");
-        }
-    }
-}
-
 // Each bundle is of its own, as icons are kept, and not read again when they are gone.
 void WorkspaceTest::icons()
 {
-    QFETCH(QString, file);
-    const QString bundle = QStringLiteral("/%1.app").arg(QTest::currentDataTag());
-    m_volume.writeBundle(bundle, {{"CFBundleIconFile", "icon"}});
-    const QString icon = m_volume.host(bundle + "/Contents/Resources/icon");
-    QDir().mkpath(QFileInfo(icon).path());
-    QVERIFY(QFile::copy(file, icon));
-    for (int i = 0; i < 2; ++i) {
-        const QImage shown = m_workspace.iconForFile(bundle).pixmap(128).toImage();
-        QTEST(shown.pixelColor(64, 64) == QColor(Qt::red), "isRed");
-        QVERIFY(!shown.isNull());
-        QFile::remove(icon);
+    for (const QString folder : {"red", "none"}) {
+        const QFileInfoList files = QDir(CORPUS + folder).entryInfoList(QDir::Files);
+        QVERIFY(!files.isEmpty());
+        for (const QFileInfo &file : files) {
+            const QString bundle = '/' + file.fileName();
+            m_volume.writeInfo(bundle + "/Resources", {{"CFBundleIconFile", "icon"}});
+            const QString icon = m_volume.host(bundle + "/Resources/icon");
+            QVERIFY(QFile::copy(file.filePath(), icon));
+            for (int i = 0; i < 2; ++i) {
+                const QImage shown = m_workspace.iconForFile(bundle).pixmap(128).toImage();
+                const bool isRed = shown.pixelColor(64, 64) == QColor(Qt::red);
+                QVERIFY2(!shown.isNull() && isRed == (folder == "red"), qPrintable(bundle));
+                QFile::remove(icon);
+            }
+        }
     }
 }
 

@@ -51,6 +51,7 @@ ScratchFolder::ScratchFolder()
 
 ScratchFolder::~ScratchFolder()
 {
+    ::umount2(m_mountPoint.c_str(), MNT_DETACH);
     runOn(m_path, "chmod", {"-R", "u+rwx"});
     runOn(m_path, "rm", {"-rf", "--one-file-system"});
 }
@@ -76,20 +77,11 @@ QString ScratchFolder::remove(const std::string &name) const
     return description(m_files.remove(path(name)));
 }
 
-MountedFolder::MountedFolder(std::string path, const std::string &optionsOrFolder)
-    : m_path(std::move(path))
+bool ScratchFolder::mount(const std::string &folder, const std::string &place)
 {
-    makeFolder(m_path);
-    const char *const text = optionsOrFolder.c_str();
-    m_isMounted = (text[0] == '/' ? ::mount(text, m_path.c_str(), nullptr, MS_BIND, nullptr)
-                                  : ::mount("none", m_path.c_str(), "tmpfs", 0, text)) == 0;
-}
-
-MountedFolder::~MountedFolder()
-{
-    if (m_isMounted) {
-        ::umount2(m_path.c_str(), MNT_DETACH);
-    }
+    makeFolder(path(place));
+    m_mountPoint = path(place);
+    return ::mount(path(folder).c_str(), m_mountPoint.c_str(), nullptr, MS_BIND, nullptr) == 0;
 }
 
 void makeFolder(const std::string &path, unsigned int mode)

@@ -31,27 +31,14 @@ public:
     QString copy(const std::string &source, const std::string &destination) const;
     QString remove(const std::string &name) const;
 
+    /// Mounts one of its folders at another place in it, for as long as this lives.
+    bool mount(const std::string &folder, const std::string &place);
+
 private:
     std::string m_path;
+    std::string m_mountPoint;
     platform::Volume m_volume{"/", "nobody"};
     platform::FileService m_files{m_volume};
-};
-
-/// A file system of its own in a folder, for as long as this lives, or another folder of the same
-/// one.
-class MountedFolder
-{
-public:
-    MountedFolder(std::string path, const std::string &optionsOrFolder);
-    ~MountedFolder();
-    MountedFolder(const MountedFolder &) = delete;
-    MountedFolder &operator=(const MountedFolder &) = delete;
-
-    bool isMounted() const { return m_isMounted; }
-
-private:
-    std::string m_path;
-    bool m_isMounted = false;
 };
 
 /// Makes a folder and those that it lies in, or sets its mode.

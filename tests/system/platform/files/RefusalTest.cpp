@@ -104,13 +104,12 @@ void RefusalTest::lockedItems()
 // Another disk's files are not what was to be removed.
 void RefusalTest::mountedFolder()
 {
-    const ScratchFolder scratch;
+    ScratchFolder scratch;
     makePlainTree(scratch.path("tree"), 10);
-    const MountedFolder disk(scratch.path("tree/disk"), "size=1m");
-    if (!disk.isMounted()) {
+    makePlainTree(scratch.path("mounted"), 10);
+    if (!scratch.mount("mounted", "tree/disk")) {
         QSKIP("only root may mount a file system");
     }
-    writeFile(scratch.path("tree/disk/file"), "kept");
     const Snapshot before = snapshot(scratch.path());
     QCOMPARE(scratch.remove("tree"),
              "“tree/disk” could not be removed: another disk is mounted there.");
@@ -204,21 +203,20 @@ void RefusalTest::foreignItemsAtHiddenName()
 // What is mounted there is not emptied, and what is left beyond it is cleared.
 void RefusalTest::mountAtHiddenName()
 {
-    const ScratchFolder scratch;
-    const std::string hidden = scratch.path(".tarnwell-" + platform::locationHash("tree"));
+    ScratchFolder scratch;
+    const std::string hidden = ".tarnwell-" + platform::locationHash("tree");
     makePlainTree(scratch.path("tree"), 10);
-    for (const std::string &leftover : {scratch.path("mounted"), hidden + ".1", hidden + ".2"}) {
-        makePlainTree(leftover + "/item", 10);
-        makeFolder(leftover, 0700);
-        writeFile(leftover + "/tarnwell.txt", "");
+    for (const std::string &leftover : {std::string("mounted"), hidden + ".1", hidden + ".2"}) {
+        makePlainTree(scratch.path(leftover + "/item"), 10);
+        makeFolder(scratch.path(leftover), 0700);
+        writeFile(scratch.path(leftover + "/tarnwell.txt"), "");
     }
-    const MountedFolder disk(hidden + ".0", scratch.path("mounted"));
-    if (!disk.isMounted()) {
+    if (!scratch.mount("mounted", hidden + ".0")) {
         QSKIP("only root may mount a file system");
     }
-    const Snapshot before = snapshot(hidden + ".0");
+    const Snapshot before = snapshot(scratch.path("mounted"));
     QCOMPARE(scratch.copy("tree", "tree.bak"), "");
-    QCOMPARE(difference(before, snapshot(hidden + ".0")), QString());
+    QCOMPARE(difference(before, snapshot(scratch.path("mounted"))), QString());
     QCOMPARE(scratch.names().size(), 4);
 }
 
