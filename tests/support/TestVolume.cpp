@@ -59,12 +59,10 @@ void TestVolume::writeInfo(const QString &folder, const QMap<QString, QString> &
     QString dictionary;
     for (auto entry = info.begin(); entry != info.end(); ++entry) {
         dictionary += QStringLiteral("<key>%1</key><string>%2</string>")
-                          .arg(entry.key(), entry.value().toHtmlEscaped().replace(
-                                                '\r', QLatin1String("&#13;"))); // else a line feed
+                          .arg(entry.key(), entry.value().toHtmlEscaped());
     }
-    write(
-        folder + QStringLiteral("/Info.plist"),
-        QStringLiteral("<plist version=\"1.0\"><dict>%1</dict></plist>").arg(dictionary).toUtf8());
+    write(folder + QStringLiteral("/Info.plist"),
+          "<plist><dict>" + dictionary.toUtf8() + "</dict></plist>");
 }
 
 void TestVolume::writeBundle(const QString &path, const QMap<QString, QString> &info) const

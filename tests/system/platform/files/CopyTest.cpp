@@ -6,9 +6,6 @@
 #include <sys/resource.h>
 #include <sys/xattr.h>
 
-#include <filesystem>
-#include <fstream>
-
 /// What copies keep.
 class CopyTest : public QObject
 {
@@ -18,7 +15,6 @@ private slots:
     void initTestCase();
     void wholeTree();
     void singleItems();
-    void holesOfLargeFile();
     void deepTree();
     void ordinaryUser();
 
@@ -84,26 +80,6 @@ void CopyTest::singleItems()
         QCOMPARE(statusOf(m_scratch.path(file)).st_atim.tv_sec, dates[0].tv_sec);
         QCOMPARE(statusOf(m_scratch.path(file)).st_atim.tv_nsec, dates[0].tv_nsec);
     }
-}
-
-void CopyTest::holesOfLargeFile()
-{
-    const std::string source = m_scratch.path("source");
-    writeFile(source, std::string(4096, 'a'));
-    std::filesystem::resize_file(source, 60 << 20);
-    std::ofstream(source, std::ios::app) << std::string(4096, 'b');
-    std::filesystem::resize_file(source, 100 << 20);
-    QCOMPARE(m_scratch.copy("source", "copy"), "");
-    std::ifstream copy(m_scratch.path("copy"));
-    for (const auto &[offset, bytes] :
-         {std::pair(0LL, "aa"), std::pair((60LL << 20) + 4094, "bb")}) {
-        char found[3] = {};
-        copy.seekg(offset).read(found, 2);
-        QCOMPARE(found, bytes);
-    }
-    const struct stat status = statusOf(m_scratch.path("copy"));
-    QCOMPARE(status.st_size, 100LL << 20);
-    QVERIFY2(status.st_blocks <= 64, qPrintable(QString::number(status.st_blocks)));
 }
 
 void CopyTest::deepTree()
