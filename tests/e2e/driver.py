@@ -141,6 +141,12 @@ def extents(item):
     return item.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
 
 
+def place(item, across=0.5):
+    """A point of the screen on an item, at a fraction of its width, as xdotool takes it."""
+    area = extents(item)
+    return str(area.x + int(area.width * across)), str(area.y + area.height // 2)
+
+
 def xdotool(*arguments):
     """Returns what it says; nothing when it fails."""
     return subprocess.run(["xdotool", *arguments], stdout=subprocess.PIPE,
@@ -166,24 +172,27 @@ class Tarnwell:
     """A running Tarnwell. As a context it ends the process, whatever has happened."""
 
     def __init__(self, program, volume, arguments=(), **environment):
-        self._output, self._errors = tempfile.TemporaryFile(), tempfile.TemporaryFile()
-        self.process = subprocess.Popen(
-            [program, *arguments], stdin=subprocess.DEVNULL, stdout=self._output,
-            stderr=self._errors,
-            env={**os.environ, "TARNWELL_VOLUME": str(volume), "TARNWELL_USER": "anna",
-                 **environment})
+        self._start([program, *arguments],
+                    {"TARNWELL_VOLUME": str(volume), "TARNWELL_USER": "anna", **environment})
         try:
-            self.application = self.wait_until(self._find_application, "the application")
-            self.wait_until(lambda: self.find_all(pyatspi.ROLE_TABLE), "the window")
-            self._x_window = self.wait_until(
-                lambda: xdotool("search", "--onlyvisible", "--pid", str(self.process.pid)),
-                "the window on the screen")
-            self.table = self.find(pyatspi.ROLE_TABLE, "Applications")
-            self.buttons = {button.name: button
-                            for button in self.find_all(pyatspi.ROLE_PUSH_BUTTON)}
+            self._find_window()
         except BaseException:
             self.__exit__()
             raise
+
+    def _start(self, command, environment):
+        self._output, self._errors = tempfile.TemporaryFile(), tempfile.TemporaryFile()
+        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=self._output,
+                                        stderr=self._errors, env={**os.environ, **environment})
+
+    def _find_window(self):
+        self.application = self.wait_until(self._find_application, "the application")
+        self.wait_until(lambda: self.find_all(pyatspi.ROLE_TABLE, "Applications"), "the window")
+        self._x_window = self.wait_until(
+            lambda: xdotool("search", "--onlyvisible", "--pid", str(self.process.pid)),
+            "the window on the screen")
+        self.table = self.find(pyatspi.ROLE_TABLE, "Applications")
+        self.buttons = {button.name: button for button in self.find_all(pyatspi.ROLE_PUSH_BUTTON)}
 
     def __enter__(self):
         return self
@@ -220,11 +229,6 @@ class Tarnwell:
         found = self.find_all(role, name)
         assert len(found) == 1, f"{len(found)} items are named {name}"
         return found[0]
-
-    def headers(self):
-        """The table's column headers by title."""
-        return {item.name: item for item in self.table
-                if item.getRole() == pyatspi.ROLE_TABLE_COLUMN_HEADER}
 
     def enabled_buttons(self):
         return {name for name, button in self.buttons.items()
@@ -288,9 +292,7 @@ class Tarnwell:
 
     def click(self, item, across=0.5):
         """Clicks on an item, at a fraction of its width. One place twice may be a double click."""
-        place = extents(item)
-        xdotool("mousemove", str(place.x + int(place.width * across)),
-                str(place.y + place.height // 2), "click", "1")
+        xdotool("mousemove", *place(item, across), "click", "1")
 
     def start(self, command):
         """Presses a button and returns at once; its command shows an alert, or ends by itself."""
@@ -371,33 +373,6 @@ class Tarnwell:
         finally:
             over.set()
             thread.join()
-
-    @contextlib.contextmanager
-    def in_long_work(self, command, *answers):
-        """Gives a command that takes long and stops the program after a third of it.
-
-        The context's value is what the window said then.
-        """
-        foot, bar = self.foot(), self.find(pyatspi.ROLE_PROGRESS_BAR, "Progress").queryValue()
-        with self.slowed():
-            self.start(command)
-            for answer in answers:
-                self.answer(self.alert(), answer)
-            said = self.wait_until(lambda: bar.currentValue > bar.maximumValue / 3 > 0 and
-                                   foot.name.endswith(" left") and foot.name, "the time left")
-        with self.paused():
-            yield said
-        self.wait_for_end(command)
-
-    def screenshot(self, path):
-        """Takes the screen without its empty borders, when it has come to rest."""
-        def is_at_rest():
-            before = path.read_bytes() if path.exists() else b""
-            subprocess.run(["import", "-silent", "-window", "root", "-trim", "+repage", "-strip",
-                            "-define", "png:exclude-chunks=date,time", f"png:{path}"], check=True)
-            return path.read_bytes() == before
-
-        self.wait_until(is_at_rest, "a window at rest")
 
     def close(self, chord="alt+F4"):
         """Closes the window and returns the exit status; alt+F4 is the window manager's way."""

@@ -2,7 +2,6 @@
 
 import os
 import subprocess
-import tempfile
 from pathlib import Path
 
 import driver
@@ -52,11 +51,8 @@ def mounting(disks, scratch):
 class Opener(driver.Tarnwell):
     """A running tarnwell-open: the chooser, or what it has become."""
 
-    def __init__(self, command, **environment):
-        self._output, self._errors = tempfile.TemporaryFile(), tempfile.TemporaryFile()
-        self.process = subprocess.Popen(
-            command, stdin=subprocess.DEVNULL, stdout=self._output, stderr=self._errors,
-            env={**os.environ, **environment})
+    def __init__(self, command):
+        self._start(command, {})
 
     def wait_for_chooser(self):
         self.application = self.wait_until(self._find_application, "the application")
@@ -94,8 +90,6 @@ class Opener(driver.Tarnwell):
             return values[b"TARNWELL_VOLUME"].decode(), values.get(b"TARNWELL_USER", b"").decode()
 
         found = self.wait_until(variables, "the program proper")
-        self.application = self.wait_until(self._find_application, "the application")
-        self.wait_until(lambda: self.find_all(pyatspi.ROLE_TABLE, "Applications"), "the window")
-        self.table = self.find(pyatspi.ROLE_TABLE, "Applications")
+        self._find_window()
         assert "Recipe Drawer" in self.wait_for_list()
         return found

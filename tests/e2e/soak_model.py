@@ -3,12 +3,9 @@
 Paths are relative to the volume's root.
 """
 
-import hashlib
 import os
 import plistlib
 import shutil
-import struct
-import zlib
 from pathlib import Path
 
 import driver
@@ -19,16 +16,9 @@ SPELLINGS = ("Plain {}", "{} & Söhne", " blanks  {} ", "a.b..{}.c", ".hidden {}
              "приложение {}", "&File {}", "100 %20 {}", "<b>{}", "#{}?'\"\\", "時計 {}")
 IDENTIFIERS = "", "vnd.soak-{}.part-a", "Soak{}", ".Soak.a-b-{}", "example.ö {}"
 LINK = oct(0o120777)
-
-
-def icon(colour):
-    """An icon file with one small picture."""
-    picture = zlib.compress((b"\0" + colour * 32) * 32)
-    png = b"\x89PNG\r\n\x1a\n" + b"".join(
-        struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body))
-        for kind, body in ((b"IHDR", struct.pack(">IIBBBBB", 32, 32, 8, 2, 0, 0, 0)),
-                           (b"IDAT", picture), (b"IEND", b"")))
-    return struct.pack(">4sI4sI", b"icns", len(png) + 16, b"ic11", len(png) + 8) + png
+ICON = bytes.fromhex(  # one red pixel
+    "89504e470d0a1a0a0000000d4948445200000001000000010802000000907753de0000000c4944415478da63"
+    "f8cfc0000003010100f70341430000000049454e44ae426082")
 
 
 class Disk:
@@ -39,48 +29,42 @@ class Disk:
         self.failed_copies = 0
         self.ways = set()  # the folders that lead to items; their times are nobody's business
 
-    def write(self, path, content=None):
-        """Writes a file of bytes, a link to another path, or makes a folder."""
-        parents = {str(parent) for parent in Path(path).parents}
-        self.ways |= parents - self.items.keys()
-        item = self.root / path
-        item.parent.mkdir(parents=True, exist_ok=True)
-        mode, text = 0o40000 | self.chance.choice((0o700, 0o755)), ""
-        if content is None:
-            item.mkdir()
-        elif isinstance(content, str):
-            text = f"/{content}"
-            item.symlink_to(text)
-        else:
-            mode = 0o100000 | self.chance.choice((0o400, 0o600, 0o644, 0o755))
-            text = hashlib.sha256(content).hexdigest()
-            item.write_bytes(content)
-        if not item.is_symlink():
-            item.chmod(mode & 0o777)
-        time = self.chance.randrange(2 * 10**9) * 10**9
-        self.items[path] = (LINK if item.is_symlink() else oct(mode), time, text)
-        for changed in parents & self.items.keys() | {path}:
-            os.utime(self.root / changed, ns=(time, self.items[changed][1]), follow_symlinks=False)
+    def write(self, path, make):
+        """Puts what a function makes in the place of whatever lies at a path."""
+        self.clear(path)
+        top = self.root / path
+        self.ways |= {str(parent) for parent in Path(path).parents}
+        top.parent.mkdir(parents=True, exist_ok=True)
+        make(top)
+        for item in driver.snapshot(top):
+            if not (top / item).is_symlink():
+                (top / item).chmod(self.chance.choice((0o700, 0o744, 0o755)))
+            time = self.chance.randrange(2 * 10**9) * 10**9
+            os.utime(top / item, ns=(time, time), follow_symlinks=False)
+        self.items |= {os.path.normpath(f"{path}/{item}"): description
+                       for item, description in driver.snapshot(top).items()}
 
     def write_settings(self, path, kind):
-        """Puts settings of a kind in the place of whatever lies there."""
-        self.clear(path)
-        form = self.chance.random()
+        chance = self.chance
+
+        def make_folder(top):
+            top.mkdir()
+            for number in range(chance.randrange(5)):
+                folder = chance.choice((top, top / f"Saved State {number}"))
+                folder.mkdir(exist_ok=True)
+                (folder / chance.choice(SPELLINGS).format(number)).write_bytes(
+                    chance.choice((b"", b"short", chance.randbytes(70000))))
+
+        form = chance.random()
         if form < 0.1:
-            elsewhere = f"Users/anna/Elsewhere/{self.chance.getrandbits(40):x}"
-            self.write(path, elsewhere)
+            elsewhere = f"Users/anna/Elsewhere/{chance.getrandbits(40):x}"
+            self.write(path, lambda top: top.symlink_to(f"/{elsewhere}"))
             if form < 0.07:  # else the link leads nowhere
                 self.write_settings(elsewhere, kind)
         elif kind is PREFERENCES or form < 0.15:
-            self.write(path, self.chance.randbytes(self.chance.randrange(9000)))
+            self.write(path, lambda top: top.write_bytes(chance.randbytes(chance.randrange(9000))))
         else:
-            self.write(path)
-            for number in range(self.chance.randrange(5)):
-                folder = self.chance.choice((path, f"{path}/Saved State {number}"))
-                if folder != path:
-                    self.write(folder)
-                self.write(f"{folder}/{self.chance.choice(SPELLINGS).format(number)}",
-                           self.chance.choice((b"", b"short", self.chance.randbytes(70000))))
+            self.write(path, make_folder)
 
     def clear(self, path):
         """Removes whatever lies at a path."""
@@ -129,8 +113,7 @@ class Application:
         chance = disk.chance
         self.name = chance.choice(SPELLINGS).format(number)
         self.bundle = f"Applications/{chance.randrange(1000)} {self.name}.app"
-        identifier = chance.choice(IDENTIFIERS).format(number)
-        self.identifier = identifier
+        self.identifier = identifier = chance.choice(IDENTIFIERS).format(number)
         self.places = {PREFERENCES: [], DATA: [f"{LIBRARY}/Application Support/{self.name}"]}
         if identifier:
             container = f"{LIBRARY}/Containers/{identifier}/Data/Library"
@@ -141,23 +124,26 @@ class Application:
             self.places[DATA] = [*(f"{container}/Application Support/{name}" for name in spellings),
                                  f"{LIBRARY}/Application Support/{identifier}", *self.places[DATA]]
         self.path, self.is_backed_up = dict.fromkeys(KINDS), dict.fromkeys(KINDS, False)
-        self._install(identifier, disk)
+        self._install(disk)
 
-    def _install(self, identifier, disk):
+    def _install(self, disk):
         chance = disk.chance
-        information = {"CFBundleName": self.name, "CFBundleIdentifier": identifier,
-                       "CFBundleShortVersionString": chance.choice((None, "1.0")),
-                       "CFBundleIconFile": chance.choice((None, "Icon"))}
+        information = {"CFBundleName": self.name, "CFBundleIdentifier": self.identifier,
+                       "CFBundleShortVersionString": chance.choice(("", "1.0")),
+                       "CFBundleIconFile": chance.choice(("", "Icon.png"))}
         present = {key: value for key, value in information.items() if value}
         form = chance.choice((plistlib.FMT_XML, plistlib.FMT_BINARY))
-        disk.write(f"{self.bundle}/Contents/Info.plist", plistlib.dumps(present, fmt=form))
-        if "CFBundleIconFile" in present:
-            disk.write(f"{self.bundle}/Contents/Resources/Icon.icns", icon(chance.randbytes(3)))
-        for kind in KINDS:
-            for place in self.places[kind]:
-                for path in (place, f"{place}.bak"):
-                    if chance.random() < 0.4:
-                        disk.write_settings(path, kind)
+
+        def make_bundle(top):
+            (top / "Contents/Resources").mkdir(parents=True)
+            (top / "Contents/Info.plist").write_bytes(plistlib.dumps(present, fmt=form))
+            (top / "Contents/Resources/Icon.png").write_bytes(ICON)
+
+        disk.write(self.bundle, make_bundle)
+        for kind, place in ((kind, place) for kind in KINDS for place in self.places[kind]):
+            for path in (place, f"{place}.bak"):
+                if chance.random() < 0.4:
+                    disk.write_settings(path, kind)
 
     def disturb(self, disk):
         """Writes or removes settings or a backup."""

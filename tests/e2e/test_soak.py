@@ -26,8 +26,8 @@ except ImportError as error:
     print(error, file=sys.stderr)
     sys.exit(77)
 
-APPLICATIONS = 300
-STRETCH = 50  # steps before the next comparison
+APPLICATIONS = 200
+STRETCH = 40  # steps before the next comparison
 WARM_UP = 2  # stretches until all that is kept for good is there
 LEAST = 6  # stretches after that, to tell a leak from chance
 
@@ -174,7 +174,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--build", type=Path, required=True)
     parser.add_argument("--seed", type=int, default=random.randrange(10**6))
-    parser.add_argument("--seconds", type=int, default=60,
+    parser.add_argument("--seconds", type=int, default=0,
                         help=f"at least; {(WARM_UP + LEAST) * STRETCH} steps are always made")
     parser.add_argument("--any-memory", action="store_true", help="set no bound to the memory")
     options = parser.parse_args()

@@ -7,6 +7,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QDateTime>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLocale>
 #include <QMainWindow>
@@ -150,6 +151,7 @@ void LayoutConnectionsTest::inputDuringACommand()
     records.setSelectionIndexes({0});
     m_controller->meanwhile = [&] {
         QTest::mouseClick(other, Qt::LeftButton);
+        QTest::mouseClick(table->horizontalHeader()->viewport(), Qt::LeftButton, {}, {9, 9});
         QTest::keyClick(other, Qt::Key_Space);
         QTest::keyClicks(field, "dropped");
         const QPointF place = number->rect().center();
@@ -161,8 +163,9 @@ void LayoutConnectionsTest::inputDuringACommand()
         command->trigger();
         table->selectRow(1);
         filter->setText("nothing");
-        other->setFocus();
+        field->setFocus();
         menu.popup({});
+        QCoreApplication::postEvent(field, new QKeyEvent(QEvent::KeyPress, 0, {}, "late"));
     };
     QTest::mouseClick(button, Qt::LeftButton);
     m_controller->meanwhile = [] {};
@@ -173,6 +176,7 @@ void LayoutConnectionsTest::inputDuringACommand()
     QCOMPARE(m_controller->senders, QObjectList({button}));
     QCOMPARE(field->text(), "x");
     QCOMPARE(number->value(), 0);
+    QVERIFY(records.sortDescriptors().isEmpty());
     QCOMPARE(filter->text(), "");
     QCOMPARE(records.selectionIndexes(), QList<int>({0}));
     QCOMPARE(table->selectionModel()->selectedRows().value(0).row(), 0);

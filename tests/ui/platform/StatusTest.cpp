@@ -1,9 +1,7 @@
 #include "tests/support/TestVolume.h"
 #include "ui/platform/Activity.h"
-#include "ui/platform/ArrayController.h"
 #include "ui/platform/DiskStatus.h"
 #include "ui/platform/InputGate.h"
-#include "ui/platform/StatusLabel.h"
 #include "ui/platform/WorkObserver.h"
 
 #include <QDir>
@@ -13,14 +11,12 @@
 #include <optional>
 
 using platform::Activity;
-using platform::ArrayController;
 using platform::DiskStatus;
 using platform::InputGate;
 using platform::Progress;
-using platform::StatusLabel;
 using platform::WorkObserver;
 
-/// What the foot of the window says: of the disk, of the list, and of long work.
+/// What the window says of the disk, and of long work.
 class StatusTest : public QObject
 {
     Q_OBJECT
@@ -28,7 +24,6 @@ class StatusTest : public QObject
 private slots:
     void cleanup() { m_volume.clear(); }
     void problemsOfADisk();
-    void counts();
     void longWork();
     void theBarIsHonest();
 
@@ -69,36 +64,6 @@ void StatusTest::problemsOfADisk()
     QCOMPARE(DiskStatus().problem(),
              "There is no disk at " + root + ". Is it connected and mounted?");
     QVERIFY(QDir().rename(root + ".moved", root));
-}
-
-void StatusTest::counts()
-{
-    ArrayController controller;
-    StatusLabel silent; // as the disk has no library yet
-    StatusLabel label;
-    const DiskStatus unusable;
-    makeLibrary("anna");
-    const DiskStatus disk;
-    for (auto [each, source] : {std::pair(&silent, &unusable), std::pair(&label, &disk)}) {
-        each->setProperty("loadingText", "Loading");
-        each->setProperty("countTexts", QStringList({"1 thing", "%1 things", "%1 of %2 things"}));
-        each->setSources(controller, *source);
-    }
-    QCOMPARE(label.text(), "Loading");
-    const auto textAfterAdding = [&](int number) {
-        for (int i = 0; i < number; ++i) {
-            controller.addObject(std::make_shared<QObject>());
-        }
-        controller.rearrangeObjects();
-        return label.text();
-    };
-    QCOMPARE(textAfterAdding(0), "0 things on volume, library of anna");
-    QCOMPARE(textAfterAdding(1), "1 thing on volume, library of anna");
-    QCOMPARE(textAfterAdding(1233), "1,234 things on volume, library of anna");
-    controller.setFilter(
-        [&](const QObject &record) { return &record == controller.content().first().get(); });
-    QCOMPARE(textAfterAdding(0), "1 of 1,234 things on volume, library of anna");
-    QCOMPARE(silent.text(), "");
 }
 
 void StatusTest::longWork()
