@@ -33,6 +33,31 @@ COMMANDS = {
     "Open Data Folder": "Ctrl+Shift+E",
 }
 
+# Hides the disks of the machine that look like a Mac's. Mounts disks in memory: at a path, filled
+# from a folder, with more users, with a mount option. Then runs the rest.
+MOUNT = r"""
+set -e
+cut -d ' ' -f 2 /proc/self/mounts >"$1"; exec <"$1"; shift
+while read -r point; do
+    point=$(printf %b "$point")
+    [ ! -d "$point/Users" -a ! -d "$point/users" -a ! -d "$point/Applications" ] ||
+        mount -t tmpfs hidden "$point" || [ ! -d "$point" ] # it has just gone
+done
+exec </dev/null
+while [ "$1" != -- ]; do
+    mkdir -p "$1"
+    mount -t tmpfs -o size=200m disk "$1"
+    cp -a "$2/." "$1"
+    for user in $3; do mkdir -p "$1/Users/$user/Library"; done
+    mount -o "remount,$4" "$1"
+    shift 4
+done
+shift
+exec "$@"
+"""
+NAMESPACE = ["unshare", "--mount"] + ([] if os.geteuid() == 0 else
+                                      ["--map-current-user", "--keep-caps"])
+
 if not shutil.which("xdotool"):
     raise ImportError("xdotool is missing")
 Atspi.set_timeout(PATIENCE * 1000, PATIENCE * 1000)
@@ -106,16 +131,23 @@ def descendants(item):
                 yield from descendants(child)
 
 
-def shortcut(item):
-    """The keys that do what pressing an item does; empty without such keys or while disabled."""
-    offered = item.queryAction()
-    return next((offered.getKeyBinding(i) for i in range(offered.nActions)
-                 if offered.getName(i) == "Press"), "")
-
-
 def press(item):
     offered = item.queryAction()
     offered.doAction([offered.getName(i) for i in range(offered.nActions)].index("Press"))
+
+
+def refusal():
+    """Why nothing can be mounted here; empty where it can."""
+    return subprocess.run([*NAMESPACE, "mount", "-t", "tmpfs", "probe", "/mnt"], text=True,
+                          stderr=subprocess.PIPE, check=False).stderr.strip()
+
+
+def mounting(disks, scratch):
+    """What runs a command where these disks are mounted, and no others that look like a Mac's.
+    Each is a path, a folder to fill it from, the names of more users, and a mount option. In the
+    scratch folder a file is written."""
+    parts = [str(part) for disk in disks for part in disk]
+    return [*NAMESPACE, "sh", "-c", MOUNT, "sh", f"{scratch}/mounts", *parts, "--"]
 
 
 @contextlib.contextmanager
@@ -163,9 +195,7 @@ class Alert:
         buttons = [part for part in parts if part.getRole() == pyatspi.ROLE_PUSH_BUTTON]
         self.title, self.text = (
             label.name for label in sorted(labels, key=lambda label: extents(label).y))
-        # By name, from left to right.
-        self.buttons = {button.name: button
-                        for button in sorted(buttons, key=lambda button: extents(button).x)}
+        self.buttons = {button.name: button for button in buttons}
 
 
 class Tarnwell:
@@ -186,12 +216,22 @@ class Tarnwell:
                                         stderr=self._errors, env={**os.environ, **environment})
 
     def _find_window(self):
-        self.application = self.wait_until(self._find_application, "the application")
-        self.wait_until(lambda: self.find_all(pyatspi.ROLE_TABLE, "Applications"), "the window")
+        self._find(lambda: self.find_all(pyatspi.ROLE_TABLE, "Applications"), "the window")
+        self.table = self.find(pyatspi.ROLE_TABLE, "Applications")
         self._x_window = self.wait_until(
             lambda: xdotool("search", "--onlyvisible", "--pid", str(self.process.pid)),
             "the window on the screen")
-        self.table = self.find(pyatspi.ROLE_TABLE, "Applications")
+
+    def _find(self, condition, what):
+        """Finds the application in which there is something, and its buttons."""
+        def find_application():
+            for self.application in pyatspi.Registry.getDesktop(0):
+                with contextlib.suppress(GLib.Error, AttributeError):  # one that has just ended
+                    if self.application.get_process_id() == self.process.pid:
+                        return condition()
+            return None
+
+        self.wait_until(find_application, what)
         self.buttons = {button.name: button for button in self.find_all(pyatspi.ROLE_PUSH_BUTTON)}
 
     def __enter__(self):
@@ -211,13 +251,6 @@ class Tarnwell:
 
         return wait_until(checked, what)
 
-    def _find_application(self):
-        for application in pyatspi.Registry.getDesktop(0):
-            with contextlib.suppress(GLib.Error, AttributeError):  # one that has just ended
-                if application.get_process_id() == self.process.pid:
-                    return application
-        return None
-
     # What there is.
 
     def find_all(self, role, name=None):
@@ -233,11 +266,6 @@ class Tarnwell:
     def enabled_buttons(self):
         return {name for name, button in self.buttons.items()
                 if has(button, pyatspi.STATE_SENSITIVE)}
-
-    def enabled_shortcuts(self):
-        """The shortcuts of the menu bar's items that can be chosen."""
-        return {shortcut(item) for item in self.find_all(pyatspi.ROLE_MENU_ITEM)
-                if has(item, pyatspi.STATE_SENSITIVE)}
 
     def texts(self):
         """Every name and description that the window shows."""
@@ -259,8 +287,7 @@ class Tarnwell:
         return sorted(self.table.queryTable().getSelectedRows())
 
     def selection(self):
-        names = self.names()
-        return [names[row] for row in self.selected_rows()]
+        return [name for row, name in enumerate(self.names()) if row in self.selected_rows()]
 
     def wait_for_list(self):
         """Waits until the applications are listed; on an empty volume that never happens."""
@@ -385,3 +412,36 @@ class Tarnwell:
         """What has been written on standard output and on standard error."""
         return tuple(os.pread(file.fileno(), 1 << 20, 0).decode()
                      for file in (self._output, self._errors))
+
+
+class Opener(Tarnwell):
+    """A running tarnwell-open: the chooser, or what it has become."""
+
+    def __init__(self, command):
+        self._start(command, {})
+
+    def wait_for_chooser(self):
+        self._find(lambda: [window for window in self.application
+                            if has(window, pyatspi.STATE_ACTIVE)], "the chooser")
+        return self
+
+    def rows(self):
+        """The texts of every row that the chooser shows, without the folder.
+
+        A row that goes while it is read has the texts None."""
+        tables = [item.queryTable() for item in self.find_all(pyatspi.ROLE_TABLE, "Disks")
+                  if has(item, pyatspi.STATE_SHOWING)]
+        return [tuple(getattr(table.getAccessibleAt(row, column), "name", None)
+                      for column in range(4))
+                for table in tables for row in range(table.nRows)]
+
+    def message(self):
+        return "\n".join(self.texts())
+
+    def opened(self):
+        """Waits for the window proper; returns the disk and the user that it was told of."""
+        self._find_window()
+        assert "Recipe Drawer" in self.wait_for_list()
+        texts = Path(f"/proc/{self.process.pid}/environ").read_bytes().decode().split("\0")
+        values = dict(text.partition("=")[::2] for text in texts)
+        return values["TARNWELL_VOLUME"], values["TARNWELL_USER"]

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Tests of the real window on a real volume. Usage: test_window.py --build FOLDER [TEST ...]
+"""Tests of the real windows on real volumes. Usage: test_window.py --build FOLDER [TEST ...]
 
 Exit status: 0 passed, 1 failed, 77 the means to drive a window are missing.
 """
@@ -35,7 +35,7 @@ NAMES = ["almanac", "Birdsong", "Café Größe", "clockwork", "Desk Clock", "Gar
 LIBRARY = "Users/anna/Library"
 
 
-class WindowTest(unittest.TestCase):
+class FolderOfItsOwn(unittest.TestCase):
     maxDiff = None
 
     def setUp(self):
@@ -43,6 +43,11 @@ class WindowTest(unittest.TestCase):
         temporary = tempfile.TemporaryDirectory(prefix="Anna's disk, 100 %20 größer ")
         self.addCleanup(temporary.cleanup)
         self.folder = Path(temporary.name)
+
+
+class WindowTest(FolderOfItsOwn):
+    def setUp(self):
+        super().setUp()
         self.volume = self.folder / "volume"
         shutil.copytree(SAMPLE, self.volume, symlinks=True)
         self.preferences = self.volume / LIBRARY / "Preferences/vnd.sample.recipe-drawer.plist"
@@ -319,7 +324,7 @@ class RevealTest(WindowTest):
                 log.unlink(missing_ok=True)
                 for command in ("Show Preferences File", "Show Application", "Open Data Folder",
                                 "Launch Application"):  # a program for another processor
-                    window.run(command)
+                    window.run(command, by_shortcut=bool(expected))
                 window.wait_until(lambda: len(opened()) >= len(expected), f"{expected}")
                 self.assertEqual(opened(), sorted(expected))
             window.key("shift+F10", "Up", "Return")  # the last command of the context menu
@@ -356,14 +361,124 @@ class AccessibilityTest(WindowTest):
             for selected in ((), ("Paper Crane",), ("Letter Box", "almanac"), ("Recipe Drawer",)):
                 window.select(*selected)
                 self.assertEqual(list(self.faults(window)), [])
-                enabled = window.enabled_buttons() & set(COMMANDS)
-                self.assertEqual(window.enabled_shortcuts() & set(COMMANDS.values()),
-                                 {COMMANDS[button] for button in enabled})
-            self.assertEqual(enabled, set(COMMANDS))
             window.start("Restore Data")
             alert = window.alert()
             self.assertEqual(list(self.faults(window)), [])
             window.answer(alert, "Cancel")
+
+
+class OpenTest(FolderOfItsOwn):
+    """The way from the desktop to a disk; the mounted ones are in a mount namespace of its own."""
+
+    def setUp(self):
+        super().setUp()
+        self.disks = [self.folder / "Macintosh HD", self.folder / "Old <b>Mac"]
+
+    def opener(self, *arguments, disks=()):
+        """A tarnwell-open that finds these disks mounted, and no others where those can be hidden,
+        and that has no rights beyond those of a file's owner."""
+        prefix = [] if driver.refusal() else driver.mounting(disks, self.folder)
+        if os.geteuid() == 0:
+            prefix += ["setpriv", "--bounding-set=-all", "--inh-caps=-all"]
+        return driver.Opener([*prefix, BUILD / "bin/tarnwell-open", *arguments])
+
+    @contextlib.contextmanager
+    def chooser(self, *arguments, closed_by="Escape"):
+        """A chooser that at the end is closed with status 0, having written nothing."""
+        with self.opener(*arguments) as chooser:
+            yield chooser.wait_for_chooser()
+            chooser.key(closed_by)
+            self.assertEqual(chooser.process.wait(driver.PATIENCE), 0)
+            self.assertEqual(chooser.output(), ("", ""))
+
+
+class OpenMountedTest(OpenTest):
+    def setUp(self):
+        super().setUp()
+        if reason := driver.refusal():
+            self.skipTest(f"nothing can be mounted here: {reason}")
+
+    def test_a_disk_in_two_volumes_is_one_and_opens_at_once(self):
+        data = "System/Volumes/Data"
+        (self.folder / "system/Users").mkdir(parents=True)
+        (self.folder / "system" / data).mkdir(parents=True)
+        with self.opener(disks=[(self.disks[0], self.folder / "system", "", "rw"),
+                                (self.disks[0] / data, SAMPLE, "", "rw")]) as program:
+            self.assertEqual(program.opened(), (str(self.disks[0]), "anna"))
+
+    def test_two_disks_with_three_users(self):
+        disks = [(self.disks[0], SAMPLE, "Mira Shared .hidden Guest", "rw"),
+                 (self.disks[1], SAMPLE, "", "ro")]
+        rows = [("Macintosh HD", "Mira", "209.7 MB", "Read and write"),
+                ("Macintosh HD", "anna", "209.7 MB", "Read and write"),
+                ("Old <b>Mac", "anna", "209.7 MB", "Read only")]
+        for keys, disk, user, place in (
+                (["Return"], self.disks[0], "Mira", "library of Mira"),
+                (["Down", "Down", "alt+o"], self.disks[1], "anna", "The disk is read-only: ")):
+            with self.subTest(keys), self.opener(disks=disks) as chooser:
+                chooser.wait_for_chooser()
+                self.assertEqual(chooser.rows(), rows)
+                for key in keys:
+                    chooser.key(key)
+                self.assertEqual(chooser.opened(), (str(disk), user))
+                self.assertIn(place, chooser.foot().name)
+
+
+class OpenFolderTest(OpenTest):
+    def copy(self, name, *parts):
+        """A copied disk, or what is no disk."""
+        for part in parts:
+            (self.folder / name / part).mkdir(parents=True)
+        return self.folder / name
+
+    def test_users_of_a_folder(self):
+        for arguments in [SAMPLE], [SAMPLE, "ANNA"]:
+            with self.subTest(arguments), self.opener(*arguments) as program:
+                self.assertEqual(program.opened(), (str(SAMPLE), "anna"))
+        disk = self.copy("copy", "users/zoë/library", "users/bob/library")
+        with self.chooser(disk, "Tom", closed_by="alt+F4") as chooser:
+            self.assertIn("No user “Tom” has a library on “copy”. Users who have: “bob”, “zoë”.",
+                          chooser.message())
+            self.assertEqual([row[:2] for row in chooser.rows()],
+                             [("copy", "bob"), ("copy", "zoë")])
+
+    def test_refused(self):
+        file = self.folder / "file"
+        file.touch()
+        closed = self.copy("closed", "users/anna/library")
+        closed.chmod(0o000)
+        self.addCleanup(closed.chmod, 0o700)
+        for folder, reason in (
+                (self.copy("a", "Documents"), "it has no “Users” folder."),
+                (self.copy("b", "USERS/anna/Documents"), "nobody in its “Users” folder"),
+                (closed, "cannot be opened: Permission denied."), (file, "is not a folder."),
+                ("/", "it is the disk of this computer itself.")):
+            with self.subTest(folder), self.chooser(folder) as chooser:
+                self.assertIn(f"“{folder}”", chooser.message())
+                self.assertIn(reason, chooser.message())
+                self.assertNotIn("Open", chooser.enabled_buttons())
+
+    def test_other_folders(self):
+        several = self.copy("several", "Users/anna/Library", "Users/bob/Library")
+        title = "Choose the Folder That Holds “Users” and “Applications”"
+        with self.opener() as chooser:
+            chooser.wait_for_chooser()
+            self.assertIn("No Mac's disk is mounted on this computer.", chooser.message())
+            self.assertEqual(chooser.enabled_buttons(),
+                             {"Cancel", "Other Folder…", "Search Again"})
+            for folder in several, SAMPLE:
+                chooser.key("alt+f")
+                chooser.wait_until(lambda: any(title in window.name for window in chooser.application
+                                               if has(window, pyatspi.STATE_ACTIVE)), "the dialog")
+                field, = (item for item in chooser.find_all(pyatspi.ROLE_TEXT)
+                          if has(item, pyatspi.STATE_FOCUSED))
+                field.queryEditableText().setTextContents(str(folder))
+                chooser.key("Return")
+                if folder == several:
+                    chooser.wait_until(lambda: len(chooser.rows()) == 2, "both users")
+                    driver.press(chooser.buttons["Search Again"])
+                    chooser.wait_until(lambda: not chooser.rows(), "the mounted disks, none")
+            self.assertEqual(chooser.opened(), (str(SAMPLE), "anna"))
 
 
 def main():

@@ -50,7 +50,6 @@ private slots:
     void keyboard();
     void filter();
     void selectionFromOutside();
-    void columnsTakeWhatTheyNeed();
     void textsAreShownAsTheyStand();
     void iconsOfWhatIsDrawn();
 
@@ -112,8 +111,7 @@ void TableViewTest::init()
     m_field->setProperty("keys", QStringList({"objectName", "other"}));
     m_field->setArrayController(*m_controller);
     m_table = new TableView(m_pane.get());
-    m_table->setProperty("columns", QStringList({"Name|objectName|icon|path|5", "Length|length|||5",
-                                                 "Again|objectName|||5"}));
+    m_table->setProperty("columns", QStringList({"Name|objectName|icon|path|5", "Length|length"}));
     m_table->setProperty("noMatchText", "Nothing matches");
     m_table->setIconSize({16, 16});
     m_table->setArrayController(*m_controller);
@@ -244,20 +242,6 @@ void TableViewTest::selectionFromOutside()
     m_table->selectAll();
     QCoreApplication::processEvents();
     QVERIFY(isSeen(71) && !isSeen(0));
-}
-
-void TableViewTest::columnsTakeWhatTheyNeed()
-{
-    addRecords(QStringList(19, QString(30, 'n')) + QStringList(QString(200, 'n')));
-    m_pane->resize(1000, 200);
-    m_controller->rearrangeObjects();
-    const int needed = m_table->fontMetrics().horizontalAdvance(QString(30, 'n'));
-    const auto width = [&](int column) { return m_table->columnWidth(column); };
-    QVERIFY(width(0) > needed && width(0) < needed + 50 && width(1) < needed / 2);
-    QCOMPARE(width(0) + width(1) + width(2), m_table->viewport()->width());
-    m_table->horizontalHeader()->resizeSection(0, 50); // what the user has set stays
-    m_controller->rearrangeObjects();
-    QCOMPARE(width(0), 50);
 }
 
 void TableViewTest::textsAreShownAsTheyStand()
