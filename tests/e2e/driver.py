@@ -19,7 +19,7 @@ from pathlib import Path
 import pyatspi
 from gi.repository import Atspi, GLib
 
-PATIENCE = 30  # seconds; only a fault takes as long
+PATIENCE = int(os.environ.get("TARNWELL_PATIENCE", 30))  # seconds; only a fault takes as long
 
 # The buttons, and the shortcut that gives the same command.
 COMMANDS = {
