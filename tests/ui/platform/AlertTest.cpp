@@ -9,8 +9,6 @@
 #include <QTest>
 #include <QTimer>
 
-#include <algorithm>
-
 using platform::Alert;
 using platform::InputGate;
 
@@ -81,8 +79,7 @@ void AlertTest::withinACommand()
 void AlertTest::looks()
 {
     run({"Ok", "Cancel"}, [&](QMessageBox &box) {
-        QCOMPARE(box.icon(), QMessageBox::Warning);
-        QCOMPARE(box.windowModality(), Qt::ApplicationModal);
+        QVERIFY(box.icon() == QMessageBox::Warning && box.isModal());
         for (const QLabel *label : box.findChildren<QLabel *>()) {
             QCOMPARE(label->textFormat(), Qt::PlainText);
         }
@@ -90,11 +87,9 @@ void AlertTest::looks()
         for (const char *layout : {"0", "1", "2", "3"}) {
             box.setStyleSheet(QStringLiteral("* { button-layout: %1 }").arg(layout));
             QCoreApplication::processEvents();
-            QList<QAbstractButton *> buttons = box.buttons();
-            std::sort(buttons.begin(), buttons.end(),
-                      [](auto *a, auto *b) { return a->x() < b->x(); });
+            const QList<QAbstractButton *> buttons = box.buttons();
             QCOMPARE(buttons.size(), 2);
-            QCOMPARE(buttons[0]->text() + buttons[1]->text(), "OkCancel");
+            QCOMPARE(buttons[0]->x() < buttons[1]->x(), buttons[0]->text() == "Ok");
         }
         box.close();
     });
