@@ -247,7 +247,7 @@ class LongTest(WindowTest):
 
 class RunningTest(WindowTest):
     def test_launched_programs(self):
-        output = self.folder / "output" # whose reader has gone away
+        output = self.folder / "output"  # whose reader has gone away
         os.mkfifo(output)
         with self.window("Recipe Drawer", program="/bin/bash", arguments=[
                 "-c", 'exec 3<>"$0" >"$0" 3<&-; exec "$1"', output,

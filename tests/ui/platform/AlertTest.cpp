@@ -33,6 +33,7 @@ private:
         }
         QTimer::singleShot(0, this, [&] {
             auto *const box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+            const auto end = qScopeGuard([box] { box->isVisible() ? box->done(0) : void(); });
             QTRY_VERIFY(box->isActiveWindow());
             user(*box);
         });
