@@ -287,7 +287,8 @@ class Tarnwell:
         return sorted(self.table.queryTable().getSelectedRows())
 
     def selection(self):
-        return [name for row, name in enumerate(self.names()) if row in self.selected_rows()]
+        names = self.names()
+        return [names[row] for row in self.selected_rows()]
 
     def wait_for_list(self):
         """Waits until the applications are listed; on an empty volume that never happens."""

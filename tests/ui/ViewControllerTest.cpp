@@ -77,27 +77,27 @@ void ViewControllerTest::resolvesTheTopmostOfEachSelection()
 
 void ViewControllerTest::silentCommands()
 {
-    QTimer user;
-    connect(&user, &QTimer::timeout, this, [] {
-        if (QWidget *const alert = QApplication::activeModalWidget()) {
-            QTest::qFail("An alert is shown", __FILE__, __LINE__);
-            alert->close();
-        }
-    });
-    user.start(1);
-    const auto give = [&](std::initializer_list<void (ViewController::*)(QObject *)> commands) {
-        for (auto command : commands) {
+    using Command = void (ViewController::*)(QObject *);
+    const QList<Command> ofSettings = {
+        &ViewController::backUpPrefsAction, &ViewController::backUpDataAction,
+        &ViewController::restorePrefsAction, &ViewController::restoreDataAction};
+    const QList<Command> ofApps = {
+        &ViewController::showDataAction, &ViewController::showPrefsFileAction,
+        &ViewController::launchAppAction, &ViewController::showAppAction};
+    const auto give = [&](const QList<Command> &commands) {
+        for (const Command command : commands) {
+            QTimer::singleShot(0, this, [] {
+                if (QWidget *const alert = QApplication::activeModalWidget()) {
+                    QTest::qFail("An alert is shown", __FILE__, __LINE__);
+                    alert->close();
+                }
+            });
             (m_controller.get()->*command)(nullptr);
         }
     };
-    const std::initializer_list<void (ViewController::*)(QObject *)> ofSettings = {
-        &ViewController::backUpPrefsAction, &ViewController::backUpDataAction,
-        &ViewController::restorePrefsAction, &ViewController::restoreDataAction};
     select({0});
     select({});
-    give(ofSettings);
-    give({&ViewController::showDataAction, &ViewController::showPrefsFileAction,
-          &ViewController::launchAppAction, &ViewController::showAppAction});
+    give(ofSettings + ofApps);
     select({1}); // of which nothing was found
     give(ofSettings);
     QVERIFY(!m_volume.exists("/Users/anna/Library/Preferences/vnd.alpha.plist.bak"));
