@@ -27,8 +27,13 @@ constexpr qsizetype largestOutput = qsizetype{64} * 1024 * 1024; // bytes; 250,0
 QString &toolFolder()
 {
     static QString folder = QDir(QCoreApplication::applicationDirPath())
-                                .absoluteFilePath(QStringLiteral("../libexec/tarnwell"));
+                                .absoluteFilePath(QStringLiteral(TARNWELL_TOOLS_FROM_BIN));
     return folder;
+}
+
+QString toolAt(const QString &launchPath)
+{
+    return QDir(toolFolder()).filePath(QFileInfo(launchPath).fileName());
 }
 
 bool isNewline(QChar character)
@@ -88,6 +93,17 @@ void Task::setToolFolder(const QString &folder)
     toolFolder() = folder;
 }
 
+QString Task::missingTool()
+{
+    for (const char *const launchPath : {"/usr/bin/mdfind", "/bin/ps"}) {
+        const QString tool = toolAt(QString::fromLatin1(launchPath));
+        if (!QFileInfo(tool).isExecutable()) {
+            return QDir::cleanPath(tool);
+        }
+    }
+    return {};
+}
+
 bool Task::run()
 {
     const Work work(Progress::Activity::Listing);
@@ -103,7 +119,7 @@ bool Task::run()
     FileDescriptor input(ends[1]);
 
     QProcess process;
-    process.setProgram(QDir(toolFolder()).filePath(QFileInfo(m_launchPath).fileName()));
+    process.setProgram(toolAt(m_launchPath));
     process.setArguments(m_arguments);
     process.setInputChannelMode(QProcess::ForwardedInputChannel);
     process.setProcessChannelMode(QProcess::ForwardedChannels);

@@ -9,7 +9,7 @@ namespace platform {
 /// Stands for NSTask with an NSPipe on its standard output: one run of a command-line tool.
 ///
 /// The launch path is the tool's place on a Mac. What is started is the program of the same
-/// name in this layer's folder of tools, libexec/tarnwell beside the running program's folder.
+/// name in this layer's folder of tools, which is installed beside the running program's folder.
 /// Standard input, standard error, environment and working directory are inherited.
 class Task
 {
@@ -34,8 +34,11 @@ public:
     /// do (PathEncoding.h), so that a path comes back to the bytes that the tool printed.
     static QStringList outputLines(const QString &launchPath, const QStringList &arguments);
 
-    /// Takes the tools from another folder than libexec/tarnwell.
+    /// Takes the tools from another folder than the installed one.
     static void setToolFolder(const QString &folder);
+
+    /// The path on the host of a tool that is not installed; null when all are.
+    static QString missingTool();
 
 private:
     QString m_launchPath;

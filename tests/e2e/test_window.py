@@ -116,6 +116,7 @@ class ListTest(WindowTest):
         shutil.copy(BUILD / "bin/tarnwell", program)
         tool.write_text("#!/bin/sh\nexec sleep 600\n")
         tool.chmod(0o755)
+        tool.with_name("ps").symlink_to(tool)
         for closed_by in "alt+F4", None:
             with self.subTest(closed_by), self.window(program=program,
                                                       closed_by=closed_by) as window:

@@ -1,5 +1,6 @@
 #include "ui/platform/DiskStatus.h"
 
+#include "system/platform/Task.h"
 #include "ui/platform/TextMarks.h"
 
 #include <QLocale>
@@ -22,7 +23,10 @@ QString DiskStatus::problem() const
     case VolumeInformation::Usable:
         break;
     }
-    return {};
+    const QString tool = Task::missingTool();
+    return tool.isNull() ? QString()
+                         : tr("A part of this program is missing: %1. Please install it again.")
+                               .arg(singleLine(tool));
 }
 
 QString DiskStatus::placeOf(const QString &text) const

@@ -1,3 +1,4 @@
+#include "system/platform/Task.h"
 #include "tests/support/TestVolume.h"
 #include "ui/platform/Activity.h"
 #include "ui/platform/DiskStatus.h"
@@ -64,6 +65,12 @@ void StatusTest::problemsOfADisk()
     QCOMPARE(DiskStatus().problem(),
              "There is no disk at " + root + ". Is it connected and mounted?");
     QVERIFY(QDir().rename(root + ".moved", root));
+
+    const QDir tools(m_volume.host("/Users/Anna"));
+    QVERIFY(QFile::link("/bin/true", tools.filePath("mdfind")));
+    platform::Task::setToolFolder(tools.path());
+    QCOMPARE(DiskStatus().problem(), "A part of this program is missing: " + tools.filePath("ps") +
+                                         ". Please install it again.");
 }
 
 void StatusTest::longWork()
