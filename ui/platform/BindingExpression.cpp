@@ -51,8 +51,6 @@ bool holds(const QVariant &value)
         return value.toBool();
     case QMetaType::QString:
         return !value.toString().isNull();
-    case QMetaType::QDateTime:
-        return value.toDateTime().isValid();
     default:
         return !value.isNull();
     }

@@ -77,17 +77,10 @@ QString textOfDate(const QDateTime &date)
 /// Null for a value that is unset.
 QString textOfValue(const QVariant &value)
 {
-    switch (value.typeId()) {
-    case QMetaType::QDateTime:
-        return value.toDateTime().isValid() ? textOfDate(value.toDateTime()) : QString();
-    case QMetaType::Int:
-        return QLocale().toString(value.toInt());
-    case QMetaType::Float:
-    case QMetaType::Double:
-        return QLocale().toString(value.toDouble());
-    default:
+    if (value.typeId() != QMetaType::QDateTime) {
         return value.toString();
     }
+    return value.toDateTime().isValid() ? textOfDate(value.toDateTime()) : QString();
 }
 
 } // namespace
