@@ -57,7 +57,7 @@ void BundleTest::placesOfTheDictionary()
 void BundleTest::brokenDictionaries()
 {
     const QString first = "/A.app/Contents/Info.plist";
-    const auto identifier = [this] { return Bundle::bundleWithPath("/A.app")->bundleIdentifier(); };
+    const auto identifier = [] { return Bundle::bundleWithPath("/A.app")->bundleIdentifier(); };
     m_volume.writeInfo("/A.app", {{"CFBundleIdentifier", "second"}});
     QCOMPARE(identifier(), "second");
     m_volume.writeInfo("/A.app/Contents", {{"CFBundleIdentifier", "first"}});

@@ -310,8 +310,8 @@ void FaultTest::refusedAttributes()
         {"user.note", E2BIG, "“file” could not be copied: Argument list too long."},
         {"system.posix_acl_access", EPERM, ""}};
     for (const auto &[attribute, error, words] : refusals) {
-        s_before = [&](const Call &call) {
-            return call.function == "fsetxattr" && call.name == attribute ? error : 0;
+        s_before = [name = attribute, errorNumber = error](const Call &call) {
+            return call.function == "fsetxattr" && call.name == name ? errorNumber : 0;
         };
         QCOMPARE(scratch.copy("file", "copy"), words);
     }
@@ -377,7 +377,7 @@ void FaultTest::itemsThatVanish()
     for (const auto &[change, words] : changes) {
         const ScratchFolder scratch;
         makePlainTree(scratch.path("tree"), 150);
-        s_after = [&, isDone = false](const Call &call) mutable {
+        s_after = [&, change = change, isDone = false](const Call &call) mutable {
             if (call.function == "getdents64" && ::faccessat(call.item, "60", F_OK, 0) == 0 &&
                 !std::exchange(isDone, true)) {
                 change(scratch);
