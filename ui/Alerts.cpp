@@ -11,7 +11,6 @@ constexpr int secondButtonReturn = Alert::firstButtonReturn + 1;
 Alert warning(const QString &title, const QString &text)
 {
     Alert alert;
-    alert.setAlertStyle(Alert::Warning);
     alert.setMessageText(title);
     alert.setInformativeText(text);
     return alert;

@@ -13,19 +13,6 @@ namespace platform {
 
 namespace {
 
-QMessageBox::Icon iconOfStyle(Alert::Style style)
-{
-    switch (style) {
-    case Alert::Informational:
-        return QMessageBox::Information;
-    case Alert::Critical:
-        return QMessageBox::Critical;
-    case Alert::Warning:
-        break;
-    }
-    return QMessageBox::Warning;
-}
-
 /// The window that the alert belongs to. None is active right after an earlier alert has closed.
 QWidget *owner()
 {
@@ -76,7 +63,7 @@ int Alert::runModal()
     QMessageBox box(window);
     box.setWindowModality(Qt::ApplicationModal);
     box.setWindowTitle(window ? window->windowTitle() : QApplication::applicationDisplayName());
-    box.setIcon(iconOfStyle(m_style));
+    box.setIcon(QMessageBox::Warning);
     box.setText(m_messageText);
     box.setInformativeText(m_informativeText);
     for (QLabel *label : box.findChildren<QLabel *>()) {

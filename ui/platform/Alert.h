@@ -5,7 +5,7 @@
 
 namespace platform {
 
-/// Stands for NSAlert: an application-modal question or message.
+/// Stands for NSAlert: an application-modal question or message, in the warning style.
 ///
 /// The buttons stand in the order in which they were added, whatever the desktop's own habit. The
 /// first one answers Return; one titled "Cancel", or else the only one, answers Escape. Its window
@@ -16,17 +16,9 @@ namespace platform {
 class Alert
 {
 public:
-    enum Style
-    {
-        Warning = 0,
-        Informational = 1,
-        Critical = 2
-    };
-
     /// What runModal answers for the first button; each further one answers one more.
     static constexpr int firstButtonReturn = 1000;
 
-    void setAlertStyle(Style style) { m_style = style; }
     void setMessageText(const QString &text) { m_messageText = text; }
     void setInformativeText(const QString &text) { m_informativeText = text; }
     void addButtonWithTitle(const QString &title) { m_buttonTitles.append(title); }
@@ -38,7 +30,6 @@ public:
     int runModal();
 
 private:
-    Style m_style = Warning;
     bool m_isDispensable = false;
     QString m_messageText;
     QString m_informativeText;
