@@ -267,7 +267,7 @@ class RunningTest(WindowTest):
                 window.run(kind.back_up)
             window.run("Launch Application", by_shortcut=True)
             started, = wait_until(lambda: driver.launched(self.volume), "the launched process")
-            self.addCleanup(os.killpg, os.getpgid(started), signal.SIGKILL)
+            self.addCleanup(os.kill, started, signal.SIGKILL)
             status = Path(f"/proc/{started}/status").read_text()
             self.assertIn("SigIgn:\t0000000000000000\n", status)
             window.run("Launch Application")
