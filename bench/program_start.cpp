@@ -2,9 +2,8 @@
 // list has been drawn. Before that
 // - with the argument "select" two applications are selected in turn, and the median of the
 //   milliseconds is printed that a selection takes of an application that was selected before;
-// - with the argument "browse" the list is scrolled by pages and then filtered by growing texts,
-// and
-//   the milliseconds are printed after which the slowest page and the slowest text were drawn;
+// - with the argument "browse" the list is scrolled by pages and filtered by texts, and the
+//   milliseconds are printed after which the slowest page and the slowest text were drawn;
 // - with the argument "command" the first application's data is backed up, by its button and by the
 //   file service alone, in turn, and the median milliseconds of both are printed.
 

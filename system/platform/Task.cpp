@@ -97,7 +97,7 @@ QString Task::missingTool()
 {
     for (const char *const launchPath : {"/usr/bin/mdfind", "/bin/ps"}) {
         const QString tool = toolAt(QString::fromLatin1(launchPath));
-        if (!QFileInfo(tool).isExecutable()) {
+        if (!QFileInfo(tool).isFile() || !QFileInfo(tool).isExecutable()) {
             return QDir::cleanPath(tool);
         }
     }

@@ -2,8 +2,6 @@
 
 #include "ui/platform/ArrayController.h"
 
-#include <QDateTime>
-
 #include <algorithm>
 
 namespace platform {

@@ -6,10 +6,12 @@
 namespace platform::DesktopSession {
 
 /// Whether the X server still speaks with the program. If not, the next turn of the event loop ends
-/// the process. On other kinds of display the answer is always yes.
+/// the process; so does a server that goes during that turn, a small part of the time. On other
+/// kinds of display the answer is always yes.
 bool hasDisplay();
 
 /// When the session manager goes away, lets the program end as on a request to close its window.
+/// The request comes again with every turn of the event loop until it does.
 void watchManager();
 
 } // namespace platform::DesktopSession

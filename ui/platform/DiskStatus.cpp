@@ -7,7 +7,11 @@
 
 namespace platform {
 
-DiskStatus::DiskStatus(QObject *parent) : QObject(parent), m_volume(VolumeInformation::current()) {}
+DiskStatus::DiskStatus(QObject *parent)
+    : QObject(parent)
+    , m_volume(VolumeInformation::current())
+    , m_missingTool(Task::missingTool())
+{}
 
 QString DiskStatus::problem() const
 {
@@ -23,10 +27,10 @@ QString DiskStatus::problem() const
     case VolumeInformation::Usable:
         break;
     }
-    const QString tool = Task::missingTool();
-    return tool.isNull() ? QString()
-                         : tr("A part of this program is missing: %1. Please install it again.")
-                               .arg(singleLine(tool));
+    return m_missingTool.isNull()
+               ? QString()
+               : tr("A part of this program is missing: %1. Please install it again.")
+                     .arg(singleLine(m_missingTool));
 }
 
 QString DiskStatus::placeOf(const QString &text) const

@@ -26,6 +26,7 @@ private:
     QString missingLibraryText() const;
 
     VolumeInformation m_volume;
+    QString m_missingTool;
 };
 
 } // namespace platform

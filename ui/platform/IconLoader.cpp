@@ -31,7 +31,7 @@ IconLoader::IconLoader(QSize size, QObject *parent)
 {
     m_idle.setSingleShot(true);
     connect(&m_idle, &QTimer::timeout, this, &IconLoader::loadSome);
-    connect(&InputGate::shared(), &InputGate::opened, this, [this] { m_idle.start(0); });
+    connect(&InputGate::shared(), &InputGate::opened, this, &IconLoader::loaded);
 }
 
 QIcon IconLoader::icon(const QString &path)
@@ -46,8 +46,8 @@ QIcon IconLoader::icon(const QString &path)
 
 void IconLoader::loadSome()
 {
-    if (m_wanted.isEmpty() || InputGate::shared().isWorkUnderWay()) {
-        return;
+    if (InputGate::shared().isWorkUnderWay()) {
+        return m_wanted.clear();
     }
     QElapsedTimer loading;
     loading.start();

@@ -26,6 +26,7 @@ public:
     QIcon icon(const QString &path);
 
 signals:
+    /// There may be icons where there were none: draw again, and ask for what is seen.
     void loaded();
 
 private:

@@ -59,8 +59,8 @@ public:
     bool isEndRequested() const { return m_isEndRequested; }
     bool isLoadingGivenUp() const { return m_isEndRequested && m_isLoading; }
 
-    /// Draws what is to be drawn, answers the window system and assistive technology. Nothing
-    /// happens where the window system is gone: the work goes on and is finished.
+    /// Draws what is to be drawn, answers the window system and assistive technology. Does nothing
+    /// where the display is gone, so that the work goes on.
     static void takeTurn();
 
     bool eventFilter(QObject *receiver, QEvent *event) override;
