@@ -371,6 +371,8 @@ class Tarnwell:
         for answer in answers:
             alert = self.alert()
             seen.append((alert.title, alert.text))
+            is_told = alert.title.endswith(("Restored!", "Error"))
+            assert list(alert.buttons) == ["Ok", "Cancel"][:1 if is_told else 2], alert.title
             self.answer(alert, answer)
         self.wait_for_end(command)
         return seen
@@ -401,6 +403,10 @@ class Tarnwell:
         finally:
             over.set()
             thread.join()
+
+    def lose_display(self):
+        """Lets the X server end its connection with the program."""
+        xdotool("windowkill", self._x_window)
 
     def close(self, chord="alt+F4"):
         """Closes the window and returns the exit status; alt+F4 is the window manager's way."""

@@ -9,6 +9,7 @@ import os
 import re
 import shutil
 import signal
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -165,6 +166,7 @@ class LongTest(WindowTest):
         """Stops the program in the midst of copying; what is done meanwhile waits for it."""
         window.wait_until(lambda: any(self.data.parent.glob(".*/*/notes *")), "a copy under way")
         with window.paused():
+            self.assertTrue(any(self.data.parent.glob(".*/*/notes *")), "too quick a copy")
             yield
 
     def test_what_is_pressed_meanwhile_is_dropped(self):
@@ -176,7 +178,8 @@ class LongTest(WindowTest):
             window.click(window.buttons["Back Up Data"])
             with self.stopped(window):
                 for place in others:
-                    driver.xdotool("mousemove", *place, "click", "1")
+                    driver.xdotool("mousemove", *place, "click", "1", "click", "5", "mousedown", "1",
+                                   "mousemove_relative", "0", "50", "mouseup", "1")
                 driver.xdotool("key", "Return", "space", "Down", "Tab", "ctrl+r", "ctrl+l",
                                "ctrl+shift+b", "ctrl+f", "alt+d", "Down", "x")
             window.wait_for_end("Back Up Data")
@@ -217,9 +220,9 @@ class LongTest(WindowTest):
     def test_the_end_waits_for_the_command(self):
         self.make_backup(3)
         whole = snapshot(self.backups[1])
-        for way in signal.SIGINT, "alt+F4", "windowkill":  # the last, when its display goes away
+        for way in signal.SIGINT, "alt+F4", "lost display":
             with self.subTest(way), self.window("Recipe Drawer", closed_by=None,
-                                                ends_well=way != "windowkill") as window:
+                                                ends_well=way != "lost display") as window:
                 (self.data / "changed").touch()
                 window.start("Restore Data")
                 window.answer(window.alert(), "Ok")
@@ -232,7 +235,7 @@ class LongTest(WindowTest):
                     elif way == "alt+F4":
                         driver.xdotool("key", way)
                     else:
-                        driver.xdotool(way, driver.xdotool("getactivewindow"))
+                        window.lose_display()
             self.assertEqual((snapshot(self.data), snapshot(self.backups[1])), (whole, whole))
 
     def test_a_signal_takes_a_question_back(self):
@@ -270,6 +273,9 @@ class RunningTest(WindowTest):
             self.addCleanup(os.kill, started, signal.SIGKILL)
             status = Path(f"/proc/{started}/status").read_text()
             self.assertIn("SigIgn:\t0000000000000000\n", status)
+            held = [os.readlink(file) for file in Path(f"/proc/{started}/fd").iterdir()]
+            self.assertEqual([path for path in held if path.startswith(str(self.volume))
+                              and "/Applications/" not in path], [])  # the disk is not kept busy
             window.run("Launch Application")
             for kind in KINDS:
                 self.assertEqual(window.run(kind.restore, "Ok", "Escape"),
@@ -456,6 +462,13 @@ class OpenFolderTest(OpenTest):
                 self.assertIn(f"“{folder}”", chooser.message())
                 self.assertIn(reason, chooser.message())
                 self.assertNotIn("Open", chooser.enabled_buttons())
+
+    def test_other_arguments(self):
+        for arguments, status, said in (["--help"], 0, "[FOLDER [USER]]"), (["--version"], 0, "1."), (
+                ["a", "b", "c"], 2, "[FOLDER [USER]]"):
+            done = subprocess.run([BUILD / "bin/tarnwell-open", *arguments], text=True,
+                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+            self.assertEqual((done.returncode, said in done.stdout), (status, True), done.stdout)
 
     def test_other_folders(self):
         several = self.copy("several", "Users/anna/Library", "Users/bob/Library")

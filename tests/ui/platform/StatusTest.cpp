@@ -1,6 +1,7 @@
 #include "system/platform/Task.h"
 #include "tests/support/TestVolume.h"
 #include "ui/platform/Activity.h"
+#include "ui/platform/DesktopSession.h"
 #include "ui/platform/DiskStatus.h"
 #include "ui/platform/InputGate.h"
 #include "ui/platform/WorkObserver.h"
@@ -8,6 +9,8 @@
 #include <QDir>
 #include <QSignalSpy>
 #include <QTest>
+
+#include <X11/ICE/ICElib.h>
 
 #include <optional>
 
@@ -27,6 +30,7 @@ private slots:
     void problemsOfADisk();
     void longWork();
     void theBarIsHonest();
+    void theSessionManagerGoes();
 
 private:
     static constexpr int longWait = 310; // milliseconds, until something is told, and anew
@@ -64,6 +68,9 @@ void StatusTest::problemsOfADisk()
     QVERIFY(QDir().rename(root, root + ".moved"));
     QCOMPARE(DiskStatus().problem(),
              "There is no disk at " + root + ". Is it connected and mounted?");
+    QVERIFY(QFile::copy("/proc/self/comm", root));
+    QVERIFY(DiskStatus().problem().startsWith("The disk at " + root + " cannot be read: "));
+    QVERIFY(QFile::remove(root));
     QVERIFY(QDir().rename(root + ".moved", root));
 
     const QDir tools(m_volume.host("/Users/Anna"));
@@ -129,6 +136,14 @@ void StatusTest::theBarIsHonest()
     const QSignalSpy ended(&observer, &WorkObserver::ended);
     const InputGate::Pause message;
     QCOMPARE(ended.count(), 1); // nothing is flushed any more under a message
+}
+
+void StatusTest::theSessionManagerGoes()
+{
+    platform::DesktopSession::watchManager();
+    const InputGate::Work command;
+    ::IceSetIOErrorHandler(nullptr)(nullptr); // which libICE calls and then ends no process
+    QVERIFY(InputGate::shared().isEndRequested());
 }
 
 QTEST_MAIN(StatusTest)
