@@ -208,9 +208,8 @@ class Laboratory:
             if not removes and after not in (None, older) and not whole(source, after, facets):
                 if not set(after) < set(older or {}):
                     violate("no, but part of a copy is there")
-        elif not removes and after not in (None, older) and not whole(source, after, CONTENT):
-            if not set(after) < set(older or {}):
-                violate("killed, and part of a copy stands under the item's name")
+        elif after not in (None, older) and (removes or not whole(source, after, CONTENT)):
+            violate("killed, and part of an item stands under its name")
         if self.watch(root, operation) != before:
             violate("something else changed")
         tidies = not removes and CLEANING.search(Path(log).read_text(errors="replace"))

@@ -1,10 +1,13 @@
 #include "system/Discovery.h"
 #include "model/App.h"
+#include "system/platform/PathEncoding.h"
 #include "system/platform/Task.h"
 #include "tests/support/TestVolume.h"
 
 #include <QProcess>
 #include <QTest>
+
+#include <filesystem>
 
 class DiscoveryTest : public QObject
 {
@@ -91,6 +94,9 @@ void DiscoveryTest::theQueryTool()
     for (const QChar newline : QStringView(u"\n\v\f\r\u0085\u2028\u2029")) {
         m_volume.writeBundle(QString("/Applications/Line%1break.app").arg(newline), {});
     }
+    const std::string noUtf8 = "/opt/E\xf6.app";
+    std::filesystem::rename(m_volume.host("/opt/E.app").toStdString(),
+                            m_volume.host({}).toStdString() + noUtf8);
     QFile::link(m_volume.host("/opt"), m_volume.host("/Applications/link"));
     QFile::link("/", m_volume.host("/Applications/host.app"));
 
@@ -98,8 +104,9 @@ void DiscoveryTest::theQueryTool()
     QCOMPARE(platform::Task::outputLines("/usr/bin/mdfind", {"kMDItemKind=Application"}),
              QStringList({"/Applications/B.app", "/Applications/Folder/A.APP",
                           "/Applications (Old)/D.app", "/System/Applications/F.app",
-                          "/Users/anna/Desktop/C.app", "/Volumes/Stick/G.app", "/opt/E.app",
-                          "/Applications/H.app", "/Users/anna/I.app", ""}));
+                          "/Users/anna/Desktop/C.app", "/Volumes/Stick/G.app",
+                          platform::pathFromBytes(noUtf8), "/Applications/H.app",
+                          "/Users/anna/I.app", ""}));
     QVERIFY(appAtPath("/Applications/H.app"));
 }
 

@@ -2,6 +2,7 @@
 
 #include <QTest>
 
+#include <csignal>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/xattr.h>
@@ -80,6 +81,14 @@ void CopyTest::singleItems()
         QCOMPARE(statusOf(m_scratch.path(file)).st_atim.tv_sec, dates[0].tv_sec);
         QCOMPARE(statusOf(m_scratch.path(file)).st_atim.tv_nsec, dates[0].tv_nsec);
     }
+
+    // Who holds a lease on a file is asked by a signal to give it up.
+    static const platform::FileDescriptor leased(
+        ::open(m_scratch.path("file").c_str(), O_RDWR | O_CLOEXEC));
+    ::signal(SIGIO, [](int) { ::fcntl(leased.get(), F_SETLEASE, F_UNLCK); });
+    QCOMPARE(::fcntl(leased.get(), F_SETLEASE, F_WRLCK), 0);
+    QCOMPARE(m_scratch.copy("file", "place/leased"), "");
+    QCOMPARE(::fcntl(leased.get(), F_GETLEASE), F_UNLCK);
 }
 
 void CopyTest::deepTree()
@@ -136,6 +145,13 @@ void CopyTest::ordinaryUser()
     QCOMPARE(status.st_mode & 07777U, 0755U);
     QCOMPARE(status.st_uid, 65534U);
     QCOMPARE(status.st_gid, 5678U);
+    makeFolder(scratch.path("source/inner"));
+    writeFile(scratch.path("source/inner/un\nreadable"), "");
+    ::chmod(scratch.path("source/inner/un\nreadable").c_str(), 0);
+    QVERIFY(isDoneByOrdinaryUser([&scratch] {
+        return scratch.copy("source", "other") ==
+               "“source/inner/un\\nreadable” could not be read: permission was denied.";
+    }));
 
     const std::string own = scratch.path("own");
     for (const mode_t mask : {022U, 0777U}) {

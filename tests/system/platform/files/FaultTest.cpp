@@ -63,6 +63,7 @@ enum class Listing
     True,
     Unknown,
     Changed,
+    Files,
     Twice
 };
 
@@ -91,6 +92,8 @@ ssize_t getdents64(int folder, void *buffer, size_t size) noexcept
             entry->d_type = DT_UNKNOWN;
         } else if (s_listing == Listing::Changed) {
             entry->d_type = entry->d_type == DT_DIR ? DT_REG : DT_DIR;
+        } else if (s_listing == Listing::Files) {
+            entry->d_type = DT_REG;
         }
         i += entry->d_reclen;
     }
@@ -342,7 +345,8 @@ void FaultTest::otherListings()
     makeOddTree(scratch.path("tree"));
     const Snapshot before = snapshot(scratch.path("tree"));
     const auto size = scratch.files().totalSize(scratch.path("tree"));
-    for (const Listing listing : {Listing::Unknown, Listing::Changed, Listing::Twice}) {
+    for (const Listing listing :
+         {Listing::Unknown, Listing::Changed, Listing::Files, Listing::Twice}) {
         s_listing = listing;
         const QString error = scratch.copy("tree", "copy");
         const auto sizeOfListing = scratch.files().totalSize(scratch.path("tree"));

@@ -5,6 +5,9 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
+#include <map>
+
 /// What the service tells of items, and what it calls them.
 class FileServiceTest : public QObject
 {
@@ -60,7 +63,13 @@ void FileServiceTest::printableNames()
     for (const auto &[name, shown] : names) {
         QCOMPARE(QByteArray::fromStdString(platform::printableName(name.toStdString())), shown);
     }
-    QCOMPARE(platform::errorReason(987654), std::string("error 987654"));
+    for (const auto &[error, words] :
+         std::map<int, std::string>{{ENOSPC, "the disk is full"},
+                                    {EDQUOT, "the disk quota is used up"},
+                                    {EROFS, "the disk is read-only"},
+                                    {987654, "error 987654"}}) {
+        QCOMPARE(platform::errorReason(error), words);
+    }
 }
 
 // A program that was started with closed streams gives no file of its own their numbers.
