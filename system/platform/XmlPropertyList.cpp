@@ -2,6 +2,8 @@
 
 #include "system/platform/PropertyListTexts.h"
 
+#include <QRandomGenerator>
+
 #include <expat.h>
 
 #include <algorithm>
@@ -59,11 +61,15 @@ struct ParserDeleter
 
 using Parser = std::unique_ptr<std::remove_pointer_t<XML_Parser>, ParserDeleter>;
 
-/// The one parser, as new. It keeps its memory, which is long to get for thousands of short lists.
+/// The one parser, as new. It keeps its memory, which is long to get for thousands of short lists,
+/// and the secret of its hash tables, which it would ask the kernel for each time.
 XML_Parser freshParser(const char *encoding)
 {
     static const Parser parser(XML_ParserCreate(nullptr));
+    static const auto secret =
+        static_cast<unsigned long>(QRandomGenerator::securelySeeded().generate64());
     XML_ParserReset(parser.get(), encoding);
+    XML_SetHashSalt(parser.get(), secret);
     return parser.get();
 }
 
