@@ -1,5 +1,6 @@
 #include "tests/system/platform/files/FileTree.h"
 
+#include <QFile>
 #include <QProcess>
 
 #include <fcntl.h>
@@ -16,17 +17,25 @@ namespace {
 constexpr unsigned int ordinaryUser = 65534;
 constexpr gid_t furtherGroup = 5678;
 
-// Runs a script that knows the trees of the tests on real disks; what it prints.
+// The trees of the tests on real disks. Read by whoever starts the test: an ordinary user may not.
+const QByteArray trees = [] {
+    QFile file(DISK_TESTS "/trees.py");
+    file.open(QIODevice::ReadOnly);
+    return file.readAll();
+}();
+
+// Runs a script that knows these trees; what it prints.
 QByteArray runScript(const char *script, const std::string &path)
 {
     QProcess python;
     python.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     python.start("/usr/bin/python3",
                  {"-B", "-c",
-                  QString("import hashlib, os, sys\nsys.path.insert(0, sys.argv[1])\nimport trees\n"
+                  QString("import hashlib, os, sys, types\n"
+                          "trees = types.ModuleType('trees')\nexec(sys.argv[1], vars(trees))\n"
                           "root = os.fsencode(sys.argv[2])\n") +
                       script,
-                  DISK_TESTS, QString::fromStdString(path)});
+                  QString::fromUtf8(trees), QString::fromStdString(path)});
     if (!python.waitForFinished(-1) || python.exitCode() != 0) {
         qFatal("A script on %s fails", path.c_str());
     }
