@@ -80,7 +80,7 @@ int applicationMain(int argc, char *argv[], const ApplicationInformation &inform
     information.setUpMainLayout(window);
     const LayoutConnections connections(window, *controller, nullptr);
 
-    DesktopSession::watchManager();
+    watchSessionManager();
     QSocketNotifier termination(terminationSignals, QSocketNotifier::Read);
     QObject::connect(&termination, &QSocketNotifier::activated, &termination, [&] {
         discardBytes(terminationSignals);

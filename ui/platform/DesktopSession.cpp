@@ -8,7 +8,7 @@
 #include <poll.h>
 #include <xcb/xcb.h>
 
-namespace platform::DesktopSession {
+namespace platform {
 
 bool hasDisplay()
 {
@@ -20,9 +20,9 @@ bool hasDisplay()
     return ::poll(&server, 1, 0) == 0;
 }
 
-void watchManager()
+void watchSessionManager()
 {
     ::IceSetIOErrorHandler([](IceConn) { InputGate::shared().requestEnd(); });
 }
 
-} // namespace platform::DesktopSession
+} // namespace platform

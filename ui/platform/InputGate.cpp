@@ -133,7 +133,7 @@ void InputGate::requestEnd()
 
 void InputGate::takeTurn()
 {
-    if (DesktopSession::hasDisplay()) {
+    if (hasDisplay()) {
         QCoreApplication::processEvents();
     }
 }

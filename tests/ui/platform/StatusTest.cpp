@@ -140,7 +140,7 @@ void StatusTest::theBarIsHonest()
 
 void StatusTest::theSessionManagerGoes()
 {
-    platform::DesktopSession::watchManager();
+    platform::watchSessionManager();
     const InputGate::Work command;
     ::IceSetIOErrorHandler(nullptr)(nullptr); // which libICE calls and then ends no process
     QVERIFY(InputGate::shared().isEndRequested());
