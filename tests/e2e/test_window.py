@@ -207,8 +207,9 @@ class LongTest(WindowTest):
             amount = bar.queryValue()
             said, amounts = [], []
             window.start("Back Up Data")
-            window.answer(window.alert(), "Ok")
-            with window.slowed():
+            alert = window.alert()
+            with window.slowed(share=0.03):
+                window.answer(alert, "Ok")
                 while has(button, pyatspi.STATE_PRESSED):
                     said.append(foot.name)
                     amounts.append(amount.currentValue / (amount.maximumValue or 1))
