@@ -56,14 +56,14 @@ int printSize(const platform::FileService &files, const std::string &path)
 // As ISO 8601 has it, in UTC and with nanoseconds.
 int printDate(const platform::FileService &files, const std::string &path)
 {
-    const std::optional<platform::FileAttributes> attributes = files.attributes(path);
+    const std::optional<timespec> time = files.modificationDate(path);
     tm date = {};
-    if (!attributes || ::gmtime_r(&attributes->modificationDate.tv_sec, &date) == nullptr) {
+    if (!time || ::gmtime_r(&time->tv_sec, &date) == nullptr) {
         return fail("“" + path + "” does not exist.");
     }
     char text[64];
     std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &date);
-    std::printf("%s.%09ldZ\n", text, attributes->modificationDate.tv_nsec);
+    std::printf("%s.%09ldZ\n", text, time->tv_nsec);
     return EXIT_SUCCESS;
 }
 

@@ -13,11 +13,6 @@ namespace {
 
 constexpr qint64 largestReadBuffer = 64LL * 1024; // bytes
 
-QDateTime dateFromTimestamp(const timespec &time)
-{
-    return QDateTime::fromSecsSinceEpoch(time.tv_sec).addMSecs(time.tv_nsec / 1'000'000);
-}
-
 // True when nothing went wrong.
 bool answer(const std::optional<FileError> &failure, Error *error)
 {
@@ -59,32 +54,9 @@ bool FileManager::fileExistsAtPath(const QString &path) const
     return m_service.exists(bytesFromPath(path));
 }
 
-std::optional<QStringList> FileManager::contentsOfDirectoryAtPath(const QString &path) const
-{
-    const auto names = m_service.contents(bytesFromPath(path));
-    if (!names) {
-        return std::nullopt;
-    }
-    QStringList contents;
-    contents.reserve(qsizetype(names->size()));
-    for (const std::string &name : *names) {
-        contents.append(pathFromBytes(name));
-    }
-    return contents;
-}
-
 bool FileManager::directoryHasContents(const QString &path) const
 {
     return m_service.hasContents(bytesFromPath(path));
-}
-
-std::optional<ItemAttributes> FileManager::attributesOfItemAtPath(const QString &path) const
-{
-    const auto attributes = m_service.attributes(bytesFromPath(path));
-    if (!attributes) {
-        return std::nullopt;
-    }
-    return ItemAttributes{dateFromTimestamp(attributes->modificationDate)};
 }
 
 bool FileManager::lockItemAtPath(const QString &path, LocationLock &lock, Error *error) const
@@ -105,8 +77,9 @@ bool FileManager::removeItemAtPath(const QString &path, Error *error) const
 
 QDateTime FileManager::modificationDate(const QString &path) const
 {
-    const auto attributes = attributesOfItemAtPath(path);
-    return attributes ? attributes->modificationDate : QDateTime();
+    const auto time = m_service.modificationDate(bytesFromPath(path));
+    return time ? QDateTime::fromSecsSinceEpoch(time->tv_sec).addMSecs(time->tv_nsec / 1'000'000)
+                : QDateTime();
 }
 
 float FileManager::directorySize(const QString &path) const

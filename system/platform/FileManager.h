@@ -5,7 +5,6 @@
 #include <QByteArray>
 #include <QDateTime>
 #include <QString>
-#include <QStringList>
 
 #include <optional>
 
@@ -15,12 +14,6 @@ namespace platform {
 struct Error
 {
     QString localizedDescription; ///< one line that a person understands
-};
-
-/// What a file manager reports of an item.
-struct ItemAttributes
-{
-    QDateTime modificationDate; ///< NSFileModificationDate, to the millisecond
 };
 
 /// Stands for NSFileManager: the file service under the program's own paths.
@@ -35,14 +28,8 @@ public:
     /// determined does not exist.
     bool fileExistsAtPath(const QString &path) const;
 
-    /// The names of the folder's direct entries; nothing when it cannot be read as a folder.
-    std::optional<QStringList> contentsOfDirectoryAtPath(const QString &path) const;
-
-    /// True when contentsOfDirectoryAtPath() lists at least one entry, told without listing all.
+    /// True when the folder can be read and has at least one entry.
     bool directoryHasContents(const QString &path) const;
-
-    /// The attributes of the item itself (a link is not followed); nothing when unreadable.
-    std::optional<ItemAttributes> attributesOfItemAtPath(const QString &path) const;
 
     /// Keeps other processes off the item and its backups for as long as `lock` lives. On failure
     /// answers no and sets `error`: another one works on them.
@@ -55,7 +42,8 @@ public:
     /// Removes a file, or a folder with everything in it. On failure answers no and sets `error`.
     bool removeItemAtPath(const QString &path, Error *error) const;
 
-    /// The item's modification date; invalid when it cannot be read.
+    /// The modification date of the item itself (a link is not followed), to the millisecond;
+    /// invalid when it cannot be read.
     QDateTime modificationDate(const QString &path) const;
 
     /// The sizes of all items below the folder, added up: megabytes of 1,000,000 bytes, 0 when

@@ -41,14 +41,12 @@ bool FileService::exists(std::string_view path) const
     return m_volume.open(path, O_PATH).isOpen();
 }
 
-std::optional<FileAttributes> FileService::attributes(std::string_view path) const
+std::optional<timespec> FileService::modificationDate(std::string_view path) const
 {
     const FileDescriptor item = m_volume.open(path, O_PATH | O_NOFOLLOW);
     struct stat status = {};
-    if (!item.isOpen() || ::fstat(item.get(), &status) != 0) {
-        return std::nullopt;
-    }
-    return FileAttributes{static_cast<std::uint64_t>(status.st_size), status.st_mtim};
+    const bool isRead = item.isOpen() && ::fstat(item.get(), &status) == 0;
+    return isRead ? std::optional(status.st_mtim) : std::nullopt;
 }
 
 std::optional<std::vector<std::string>> FileService::contents(std::string_view path) const

@@ -13,13 +13,6 @@
 
 namespace platform {
 
-/// What a file system reports of one item, itself not followed when it is a symbolic link.
-struct FileAttributes
-{
-    std::uint64_t size = 0; ///< bytes
-    timespec modificationDate = {};
-};
-
 /// Copies, removes, measures and lists items on a volume. Every path is absolute on the volume.
 ///
 /// Nothing is thrown. What can fail with a reason gives that, or nothing when it is done.
@@ -31,7 +24,8 @@ public:
     /// True when an item of any kind exists at `path`; links are followed.
     bool exists(std::string_view path) const;
 
-    std::optional<FileAttributes> attributes(std::string_view path) const;
+    /// Of the item itself when it is a symbolic link; nothing when it cannot be read.
+    std::optional<timespec> modificationDate(std::string_view path) const;
 
     /// The names of the folder's direct entries without "." and "..", in the disk's order;
     /// nothing when it is not a folder that can be read.

@@ -47,7 +47,7 @@ void FileManagerTest::namesInAnyEncoding()
         QCOMPARE(QByteArray::fromStdString(bytesFromPath(text)), name);
         const QByteArray host = m_volume.host("/Folder/").toUtf8() + name;
         QCOMPARE(::mkdir(host.constData(), 0700), 0);
-        QCOMPARE(m_manager.contentsOfDirectoryAtPath("/Folder"), QStringList({text}));
+        QVERIFY(m_manager.directoryHasContents("/Folder"));
         QVERIFY(m_manager.fileExistsAtPath("/Folder/" + text));
         QVERIFY(m_manager.removeItemAtPath("/Folder/" + text, nullptr));
         QVERIFY(::access(host.constData(), F_OK) != 0);
@@ -62,7 +62,7 @@ void FileManagerTest::contents()
     QCOMPARE(m_manager.contentsAtPath("/absolute", 1000), QByteArray("x"));
     QVERIFY(!m_manager.contentsAtPath("/absolute", 0) && !m_manager.contentsAtPath("/host", 1000));
     QVERIFY(m_manager.fileExistsAtPath("/absolute") && !m_manager.fileExistsAtPath("/host"));
-    QVERIFY(m_manager.attributesOfItemAtPath("/host"));
+    QVERIFY(m_manager.modificationDate("/host").isValid());
 
     // What is no plain file is not even opened: a device may act on that.
     const QByteArray pipe = m_volume.host("/pipe").toUtf8();
@@ -103,7 +103,7 @@ void FileManagerTest::dates()
         QCOMPARE(m_manager.modificationDate("/file").toMSecsSinceEpoch(), milliseconds);
     }
     m_volume.setDate("/file", std::numeric_limits<qint64>::max() - 1000);
-    QVERIFY(m_manager.attributesOfItemAtPath("/file"));
+    QVERIFY(m_manager.modificationDate("/file").isValid());
     QVERIFY(!m_manager.modificationDate("/missing").isValid());
 }
 

@@ -242,7 +242,7 @@ void VolumeTest::longPaths()
         QVERIFY(disk.files().exists(folder) && !disk.files().exists(folder + "/host/passwd"));
     }
     QVERIFY(!disk.files().copy(path + "/file", path + "/FILE.bak"));
-    QCOMPARE(disk.files().attributes(path + "/file.BAK")->size, 5U);
+    QVERIFY(disk.files().modificationDate(path + "/file.BAK"));
     QVERIFY(!disk.files().remove('/' + asked));
 }
 
