@@ -1,36 +1,32 @@
 // Stands for /bin/ps: lists every process of every user with its whole command line, one line
 // each. It takes the one argument that the program gives, -A.
 
+#include "system/platform/files/DirectoryReader.h"
 #include "system/platform/files/FileDescriptor.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <memory>
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
-struct DirectoryCloser
-{
-    void operator()(DIR *directory) const { ::closedir(directory); }
-};
-
 std::vector<int> processes()
 {
     std::vector<int> identifiers;
-    const std::unique_ptr<DIR, DirectoryCloser> directory(::opendir("/proc"));
-    while (const dirent *entry = directory ? ::readdir(directory.get()) : nullptr) {
+    const platform::FileDescriptor folder(::open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    platform::DirectoryReader reader;
+    reader.start(folder.get());
+    while (const platform::DirectoryReader::Entry *entry = reader.next()) {
         int identifier = 0;
-        const char *end = entry->d_name + std::strlen(entry->d_name);
-        if (std::from_chars(entry->d_name, end, identifier).ptr == end) {
+        const char *end = entry->name + std::strlen(entry->name);
+        if (std::from_chars(entry->name, end, identifier).ptr == end) {
             identifiers.push_back(identifier);
         }
     }
@@ -41,16 +37,9 @@ std::vector<int> processes()
 /// Empty when the process has ended meanwhile.
 std::string contents(const std::string &path)
 {
-    std::string bytes;
-    const platform::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    std::array<char, 4096> buffer = {};
-    for (;;) {
-        const ssize_t length = ::read(file.get(), buffer.data(), buffer.size());
-        if (length <= 0) {
-            return bytes;
-        }
-        bytes.append(buffer.data(), static_cast<std::size_t>(length));
-    }
+    std::ostringstream bytes;
+    bytes << std::ifstream(path).rdbuf();
+    return bytes.str();
 }
 
 /// The arguments with a blank between them. A control character is shown as "?", so that each
