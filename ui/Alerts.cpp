@@ -8,35 +8,33 @@ namespace {
 
 constexpr int secondButtonReturn = Alert::firstButtonReturn + 1;
 
-Alert warning(const QString &title, const QString &text)
+int runWarning(const QString &title, const QString &text, const QStringList &buttonTitles,
+               bool isDispensable = false)
 {
     Alert alert;
     alert.setMessageText(title);
     alert.setInformativeText(text);
-    return alert;
+    for (const QString &buttonTitle : buttonTitles) {
+        alert.addButtonWithTitle(buttonTitle);
+    }
+    alert.setDispensable(isDispensable);
+    return alert.runModal();
 }
 
 } // namespace
 
 void showMessage(const QString &title, const QString &text, const QString &buttonTitle)
 {
-    Alert alert = warning(title, text);
-    alert.addButtonWithTitle(buttonTitle);
-    alert.runModal();
+    runWarning(title, text, {buttonTitle});
 }
 
 void showSuccess(const QString &title, const QString &text, const QString &buttonTitle)
 {
-    Alert alert = warning(title, text);
-    alert.addButtonWithTitle(buttonTitle);
-    alert.setDispensable(true);
-    alert.runModal();
+    runWarning(title, text, {buttonTitle}, true);
 }
 
 bool confirm(const QString &title, const QString &text)
 {
-    Alert alert = warning(title, text);
-    alert.addButtonWithTitle(QStringLiteral("Ok"));
-    alert.addButtonWithTitle(QStringLiteral("Cancel"));
-    return alert.runModal() != secondButtonReturn;
+    return runWarning(title, text, {QStringLiteral("Ok"), QStringLiteral("Cancel")}) !=
+           secondButtonReturn;
 }

@@ -55,7 +55,8 @@ void ElidedLabel::contextMenuEvent(QContextMenuEvent *event)
     QMenu menu(this);
     QAction *const copy = menu.addAction(tr("&Copy"));
     copy->setEnabled(!text().isEmpty());
-    connect(copy, &QAction::triggered, this, &ElidedLabel::copyWholeText);
+    connect(copy, &QAction::triggered, this,
+            [this] { QGuiApplication::clipboard()->setText(text()); });
     menu.exec(event->globalPos());
 }
 
@@ -77,11 +78,6 @@ bool ElidedLabel::isElided() const
 {
     return fontMetrics().horizontalAdvance(singleLine(text())) > contentsRect().width() ||
            singleLine(text()) != text();
-}
-
-void ElidedLabel::copyWholeText() const
-{
-    QGuiApplication::clipboard()->setText(text());
 }
 
 } // namespace platform

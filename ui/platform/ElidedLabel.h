@@ -25,7 +25,6 @@ protected:
 
 private:
     bool isElided() const;
-    void copyWholeText() const;
 };
 
 } // namespace platform

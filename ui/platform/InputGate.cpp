@@ -138,11 +138,6 @@ void InputGate::takeTurn()
     }
 }
 
-bool InputGate::eventFilter(QObject *receiver, QEvent *event)
-{
-    return drops(receiver, event);
-}
-
 // What the user did up to now reaches the program now, not after it has opened.
 void InputGate::open()
 {
@@ -154,7 +149,7 @@ void InputGate::open()
     }
 }
 
-bool InputGate::drops(QObject *receiver, QEvent *event)
+bool InputGate::eventFilter(QObject *receiver, QEvent *event)
 {
     switch (event->type()) {
     case QEvent::Close:

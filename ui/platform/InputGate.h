@@ -63,6 +63,7 @@ public:
     /// where the display is gone, so that the work goes on.
     static void takeTurn();
 
+    /// Keeps an event from its receiver while it is not its time.
     bool eventFilter(QObject *receiver, QEvent *event) override;
 
 signals:
@@ -76,7 +77,6 @@ private:
     InputGate();
 
     void open();
-    bool drops(QObject *receiver, QEvent *event);
     Q_INVOKABLE void closeWindow();
 
     int m_works = 0;

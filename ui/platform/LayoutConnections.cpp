@@ -177,7 +177,7 @@ void LayoutConnections::invoke(const QByteArray &action, QObject *sender)
 void LayoutConnections::connectWork(QObject &object)
 {
     if (auto *const status = qobject_cast<StatusLabel *>(&object)) {
-        connect(&m_work, &WorkObserver::progressed, status, &StatusLabel::showWork);
+        connect(&m_work, &WorkObserver::progressed, status, &StatusLabel::setText);
         connect(&m_work, &WorkObserver::ended, status, &StatusLabel::showCount);
     }
     if (auto *const indicator = qobject_cast<ProgressIndicator *>(&object)) {

@@ -18,11 +18,6 @@ void StatusLabel::setSources(const ArrayController &controller, const DiskStatus
     showCount();
 }
 
-void StatusLabel::showWork(const QString &text)
-{
-    setText(text);
-}
-
 void StatusLabel::showCount()
 {
     if (!m_disk->problem().isNull()) {

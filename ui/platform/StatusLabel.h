@@ -28,7 +28,6 @@ public:
     void setSources(const ArrayController &controller, const DiskStatus &disk);
 
 public slots:
-    void showWork(const QString &text);
     void showCount();
 
 private:

@@ -97,7 +97,9 @@ void WorkObserver::doLater(QObject &context, const std::function<void()> &action
 
 void WorkObserver::show(const Progress &progress)
 {
-    updateDone(progress);
+    if (hasTotal(progress)) {
+        m_done = qMax(m_done, int(doneShare(progress) * wholeBar));
+    }
     const bool isNew = !m_lastShow.isValid() || progress.activity != m_shownActivity;
     if (!isNew && !m_lastShow.hasExpired(showInterval)) {
         return;
@@ -109,13 +111,6 @@ void WorkObserver::show(const Progress &progress)
     m_lastShow.start();
     m_shownActivity = progress.activity;
     emit progressed(news, m_done);
-}
-
-void WorkObserver::updateDone(const Progress &progress)
-{
-    if (hasTotal(progress)) {
-        m_done = qMax(m_done, int(doneShare(progress) * wholeBar));
-    }
 }
 
 QString WorkObserver::text(const Progress &progress) const

@@ -47,7 +47,6 @@ signals:
 
 private:
     void show(const Progress &progress);
-    void updateDone(const Progress &progress);
     QString text(const Progress &progress) const;
     QString details(const Progress &progress) const;
     QString timeLeft(const Progress &progress) const;
