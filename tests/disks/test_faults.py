@@ -85,23 +85,9 @@ def populate(root, operation):
         (root / parent / "bystander").write_text("somebody's")
 
 
-def whole(source, copy, facets=trees.FACETS):
-    return source.keys() == copy.keys() and all(
-        item.get(facet) == copy[path].get(facet) for path, item in source.items() for facet in facets)
-
-
-def differences(source, copy, facets):
-    """In words, for a copy that is not whole."""
-    if copy is None:
-        return "is not there"
-    return "differs: " + ", ".join(
-        sorted(f"{trees.show(path)} ({facet})" for path, item in source.items() for facet in facets
-               if item.get(facet) != copy.get(path, {}).get(facet))
-        + sorted(f"{trees.show(path)} is new" for path in copy.keys() - source.keys()))
-
-
 def take(path):
-    return trees.snapshot(os.fsencode(path)) if os.path.lexists(path) else None
+    """What is there; nothing where nothing is."""
+    return trees.snapshot(os.fsencode(path)) if os.path.lexists(path) else {}
 
 
 class Laboratory:
@@ -197,18 +183,18 @@ class Laboratory:
             # one of the looks is such, two names of a file do not seem to be one.
             excused = call == "linkat" or (call, error) == ("statx", "ENOSYS")
             facets = CONTENT if excused else (*CONTENT, "hard links")
+        flaws = trees.differences(source, after, facets)
         if result.returncode == 0:
-            if removes and after is not None:
+            if removes and after:
                 violate("yes, but the item is still there")
-            if not removes and (after is None or not whole(source, after, facets)):
-                violate(f"yes, but the copy {differences(source, after, facets)}")
+            if not removes and flaws:
+                violate(f"yes, but the copy differs: {', '.join(flaws)}")
         elif error != "SIGKILL":
             if result.returncode != 1:
                 violate(f"exit {result.returncode}")
-            if not removes and after not in (None, older) and not whole(source, after, facets):
-                if not set(after) < set(older or {}):
-                    violate("no, but part of a copy is there")
-        elif after not in (None, older) and (removes or not whole(source, after, CONTENT)):
+            if not removes and after not in ({}, older) and flaws and not set(after) < set(older):
+                violate("no, but part of a copy is there")
+        elif after not in ({}, older) and (removes or trees.differences(source, after, CONTENT)):
             violate("killed, and part of an item stands under its name")
         if self.watch(root, operation) != before:
             violate("something else changed")
@@ -216,8 +202,8 @@ class Laboratory:
         os.unlink(log)
         if error != "SIGKILL" and self.hidden(root, operation) and not tidies:
             violate(f"hidden items were left after {'yes' if result.returncode == 0 else 'no'}")
-        is_whole = after is not None and whole(source, after)
-        if not self.hidden(root, operation) and (after == older or is_whole):
+        if not self.hidden(root, operation) and (
+                after == older or not trees.differences(source, after)):
             shutil.rmtree(root, ignore_errors=True)
             return
         # What was cut off is done again, as a person would, by hand first where nothing live is left.
@@ -230,7 +216,7 @@ class Laboratory:
                    if command[1] != "remove" or os.path.lexists(root / operation.target)]
         if any(each.returncode != 0 for each in results):
             violate(f"the next run fails: {results[-1].stdout.decode(errors='replace').strip()}")
-        elif not whole(source, take(root / operation.target) or {}):
+        elif trees.differences(source, take(root / operation.target)):
             violate("the next run's copy is not whole")
         if self.hidden(root, operation):
             violate("the next run leaves hidden items")

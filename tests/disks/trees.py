@@ -262,6 +262,13 @@ def keeps(facet, source, copy):
     return source == copy
 
 
+def differences(source, copy, facets=FACETS):
+    """Where a copy is not the same as its source, as texts."""
+    return sorted([f"{show(path)}: {facet}" for path, item in source.items() for facet in facets
+                   if item.get(facet) != copy.get(path, {}).get(facet)]
+                  + [f"{show(path)} should not be there" for path in copy.keys() - source.keys()])
+
+
 def compare(source, ours, theirs):
     """Where our copy is less whole than theirs, as texts; and at how many places it is wholer."""
     faults, wholer = [], 0
