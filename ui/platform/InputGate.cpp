@@ -30,40 +30,23 @@ bool isMainWindow(const QObject *receiver)
     return window && (receiver == window || receiver == window->windowHandle());
 }
 
-bool isInput(QEvent::Type type)
+// What the user does to the program; not that the pointer comes and goes.
+bool isInput(const QEvent &event)
 {
-    switch (type) {
-    case QEvent::MouseButtonPress:
-    case QEvent::MouseButtonRelease:
-    case QEvent::MouseButtonDblClick:
-    case QEvent::MouseMove:
-    case QEvent::NonClientAreaMouseButtonPress:
-    case QEvent::NonClientAreaMouseButtonRelease:
-    case QEvent::NonClientAreaMouseButtonDblClick:
-    case QEvent::Wheel:
-    case QEvent::KeyPress:
-    case QEvent::KeyRelease:
-    case QEvent::ShortcutOverride:
+    switch (event.type()) {
+    case QEvent::Enter:
+    case QEvent::HoverEnter:
+    case QEvent::HoverMove:
+    case QEvent::HoverLeave:
+        return false;
     case QEvent::Shortcut:
     case QEvent::InputMethod:
-    case QEvent::ContextMenu:
-    case QEvent::TabletPress:
-    case QEvent::TabletRelease:
-    case QEvent::TabletMove:
-    case QEvent::TouchBegin:
-    case QEvent::TouchUpdate:
-    case QEvent::TouchEnd:
-    case QEvent::TouchCancel:
-    case QEvent::NativeGesture:
-    case QEvent::Gesture:
-    case QEvent::GestureOverride:
     case QEvent::DragEnter:
     case QEvent::DragMove:
-    case QEvent::DragLeave:
     case QEvent::Drop:
         return true;
     default:
-        return false;
+        return event.isInputEvent();
     }
 }
 
@@ -189,7 +172,7 @@ bool InputGate::eventFilter(QObject *receiver, QEvent *event)
     default:
         break;
     }
-    return isClosed() && isInput(event->type());
+    return isClosed() && isInput(*event);
 }
 
 void InputGate::closeWindow()
