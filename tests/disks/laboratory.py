@@ -351,18 +351,6 @@ def try_unreadable(row, place):
     remove(item)
 
 
-def try_bystander(row, place):
-    """A copy to a name that is taken is refused."""
-    row.step = "copy to a name that is taken"
-    source, item = f"{place}/source", f"{place}/taken"
-    for path in source, item:
-        row.as_user(trees.make_plain_tree, os.fsencode(path))
-    os.unlink(f"{item}/folder 0/Some file 0")
-    untouched(row, item, "copy", source, item)
-    for path in source, item:
-        remove(path)
-
-
 def try_row(name, by_root, build):
     row = Row(name, by_root, build)
     library = f"{DISK}/{row.user()}/Users/lab/Library"
@@ -384,8 +372,8 @@ def try_row(name, by_root, build):
     (bundle / "Info.plist").write_text(INFORMATION)
     for kind in "folder", "file":
         Trial(row, kind, library).run()
-    for function in try_locked, try_unreadable, try_bystander:
-        function(row, tests)
+    try_locked(row, tests)
+    try_unreadable(row, tests)
     remove(f"{DISK}/{row.user()}")
     return row
 
