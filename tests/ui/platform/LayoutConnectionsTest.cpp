@@ -156,14 +156,9 @@ void LayoutConnectionsTest::inputDuringACommand()
     QCOMPARE(table->selectionModel()->selectedRows().value(0).row(), 0);
 
     // Who clicks twice means it once, however short the command was.
-    for (auto press : {QEvent::MouseButtonPress, QEvent::MouseButtonDblClick}) {
-        for (auto type : {press, QEvent::MouseButtonRelease}) {
-            const QPointF place = button->rect().center();
-            QMouseEvent event(type, place, button->mapToGlobal(place), Qt::LeftButton,
-                              Qt::LeftButton, {});
-            QCoreApplication::sendEvent(button, &event);
-        }
-    }
+    QTest::mouseClick(button, Qt::LeftButton);
+    QTest::mouseDClick(button, Qt::LeftButton);
+    QTest::mouseRelease(button, Qt::LeftButton);
     QCOMPARE(m_controller->senders, QObjectList({button, button}));
 
     // The window closes after the command.
@@ -214,15 +209,14 @@ void LayoutConnectionsTest::textBindings()
 void LayoutConnectionsTest::datesInTheUsersLocale()
 {
     auto *const date = add<QLabel>("bind_text", "selection.date");
-    date->setProperty("null_text", "never");
-    m_second->setProperty("date", QDateTime({2026, 7, 3}, {14, 2}, Qt::UTC));
+    m_first->setProperty("date", QDateTime({2026, 7, 3}, {14, 2}, Qt::UTC));
     ArrayController &records = connectLayout();
     for (auto [locale, text] :
          {std::pair("de_DE", "03.07.2026 14:02"), std::pair("en_US", "7/3/2026 2:02 PM")}) {
         QLocale::setDefault(QLocale(locale));
-        records.setSelectionIndexes({0});
-        QCOMPARE(date->text(), "never");
         records.setSelectionIndexes({1});
+        QCOMPARE(date->text(), "");
+        records.setSelectionIndexes({0});
         QCOMPARE(date->text().simplified(), text);
     }
     QLocale::setDefault(QLocale::system());
