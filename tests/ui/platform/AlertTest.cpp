@@ -62,7 +62,7 @@ void AlertTest::withinACommand()
     QVERIFY(QTest::qWaitForWindowActive(&window));
     const InputGate::Work command;
     QApplication::setOverrideCursor(Qt::WaitCursor);
-    run({"Ok", "Cancel"}, [&](QMessageBox &box) {
+    const int response = run({"Ok", "Cancel"}, [&](QMessageBox &box) {
         QCOMPARE(box.parentWidget(), &window);
         QCOMPARE(box.windowTitle(), window.windowTitle());
         QCOMPARE(QApplication::overrideCursor()->shape(), Qt::ArrowCursor);
@@ -79,8 +79,10 @@ void AlertTest::withinACommand()
             QCOMPARE(buttons[0]->x() < buttons[1]->x(), buttons[0]->text() == "Ok");
         }
         QTimer::singleShot(20, &window, [&] { window.activateWindow(); });
-        box.close();
+        InputGate::shared().requestEnd(); // as a signal does
+        QVERIFY(!box.isVisible());
     });
+    QCOMPARE(response, 1001);         // which agrees to nothing
     QVERIFY(window.isActiveWindow()); // nothing of the question stays while the work goes on
     QCOMPARE(QApplication::overrideCursor()->shape(), Qt::WaitCursor);
     QApplication::restoreOverrideCursor();
