@@ -7,10 +7,10 @@ state that it needs, and gives up with an AssertionError when that has not come 
 import contextlib
 import hashlib
 import os
+import re
 import shutil
 import signal
 import subprocess
-import sys
 import tempfile
 import threading
 import time
@@ -20,18 +20,6 @@ import pyatspi
 from gi.repository import Atspi, GLib
 
 PATIENCE = int(os.environ.get("TARNWELL_PATIENCE", 30))  # seconds; only a fault takes as long
-
-# The buttons, and the shortcut that gives the same command.
-COMMANDS = {
-    "Launch Application": "Ctrl+L",
-    "Show Application": "Ctrl+Shift+L",
-    "Back Up Preferences": "Ctrl+B",
-    "Restore Preferences": "Ctrl+R",
-    "Show Preferences File": "Ctrl+E",
-    "Back Up Data": "Ctrl+Shift+B",
-    "Restore Data": "Ctrl+Shift+R",
-    "Open Data Folder": "Ctrl+Shift+E",
-}
 
 # Hides the disks of the machine that look like a Mac's. Mounts disks in memory: at a path, filled
 # from a folder, with more users, with a mount option. Then runs the rest.
@@ -90,20 +78,15 @@ def snapshot(top, identity=False):
     return {str(path.relative_to(top)): describe(path) for path in (top, *below)}
 
 
-def processes():
-    """Each process's (identifier, parent, state, command line)."""
-    for folder in Path("/proc").glob("[0-9]*"):
-        with contextlib.suppress(OSError):  # it has just ended
-            command = (folder / "cmdline").read_bytes().replace(b"\0", b" ").decode(errors="replace")
-            state, parent = (folder / "stat").read_text().rpartition(")")[2].split()[:2]
-            yield int(folder.name), int(parent), state, command
-
-
 def launched(volume):
     """The running programs of a volume's applications, without the children of such programs."""
-    found = {process: parent for process, parent, _, command in processes()
-             if f"{volume}/Applications/" in command}
-    return [process for process, parent in found.items() if parent not in found]
+    parents = {}
+    for folder in Path("/proc").glob("[0-9]*"):
+        with contextlib.suppress(OSError):  # it has just ended
+            if os.fsencode(f"{volume}/Applications/") in (folder / "cmdline").read_bytes():
+                status = (folder / "stat").read_text().rpartition(")")[2].split()
+                parents[int(folder.name)] = int(status[1])
+    return [process for process, parent in parents.items() if parent not in parents]
 
 
 def wait_until(condition, what):
@@ -118,8 +101,10 @@ def wait_until(condition, what):
 
 
 def has(item, *states):
-    present = item.getState()
-    return all(present.contains(state) for state in states)
+    """Whether an item is in all these states; one that has gone is in none."""
+    with contextlib.suppress(GLib.Error):
+        return all(item.getState().contains(state) for state in states)
+    return False
 
 
 def descendants(item):
@@ -131,9 +116,13 @@ def descendants(item):
                 yield from descendants(child)
 
 
+def find_all(item, role, name=None):
+    return [part for part in descendants(item)
+            if part.getRole() == role and name in (None, part.name)]
+
+
 def press(item):
-    offered = item.queryAction()
-    offered.doAction([offered.getName(i) for i in range(offered.nActions)].index("Press"))
+    item.queryAction().doAction(0)
 
 
 def refusal():
@@ -150,17 +139,6 @@ def mounting(disks, scratch):
     return [*NAMESPACE, "sh", "-c", MOUNT, "sh", f"{scratch}/mounts", *parts, "--"]
 
 
-@contextlib.contextmanager
-def build_and_sample(usage):
-    """The build folder that the program's arguments begin with, and a sample volume of its own."""
-    if len(sys.argv) < 3 or sys.argv[1] != "--build":
-        sys.exit(usage)
-    with tempfile.TemporaryDirectory() as folder:
-        sample = Path(folder) / "sample"
-        make_volume(sample)
-        yield Path(sys.argv[2]).resolve(), sample
-
-
 def make_notes(folder, numbers, size=6):
     """Makes folders of 1,000 files each, of so many bytes."""
     for number in numbers:
@@ -169,14 +147,10 @@ def make_notes(folder, numbers, size=6):
             (folder / f"notes {number}/{note}").write_bytes(b"a note" * (size // 6))
 
 
-def extents(item):
-    return item.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
-
-
-def place(item, across=0.5):
-    """A point of the screen on an item, at a fraction of its width, as xdotool takes it."""
-    area = extents(item)
-    return str(area.x + int(area.width * across)), str(area.y + area.height // 2)
+def place(item):
+    """The middle of an item on the screen, as xdotool takes it."""
+    area = item.queryComponent().getExtents(pyatspi.DESKTOP_COORDS)
+    return str(area.x + area.width // 2), str(area.y + area.height // 2)
 
 
 def xdotool(*arguments):
@@ -190,12 +164,10 @@ class Alert:
 
     def __init__(self, item):
         self.item = item
-        parts = list(descendants(item))
-        labels = [part for part in parts if part.getRole() == pyatspi.ROLE_LABEL]
-        buttons = [part for part in parts if part.getRole() == pyatspi.ROLE_PUSH_BUTTON]
-        self.title, self.text = (
-            label.name for label in sorted(labels, key=lambda label: extents(label).y))
-        self.buttons = {button.name: button for button in buttons}
+        self.title = min(find_all(item, pyatspi.ROLE_LABEL),
+                         key=lambda label: int(place(label)[1])).name
+        self.buttons = {button.name: button
+                        for button in find_all(item, pyatspi.ROLE_PUSH_BUTTON)}
 
 
 class Tarnwell:
@@ -211,9 +183,9 @@ class Tarnwell:
             raise
 
     def _start(self, command, environment):
-        self._output, self._errors = tempfile.TemporaryFile(), tempfile.TemporaryFile()
+        self._output = tempfile.TemporaryFile()
         self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=self._output,
-                                        stderr=self._errors, env={**os.environ, **environment})
+                                        stderr=subprocess.STDOUT, env={**os.environ, **environment})
 
     def _find_window(self):
         self._find(lambda: self.find_all(pyatspi.ROLE_TABLE, "Applications"), "the window")
@@ -242,7 +214,6 @@ class Tarnwell:
             self.process.kill()
             self.process.wait()
         self._output.close()
-        self._errors.close()
 
     def wait_until(self, condition, what):
         def checked():
@@ -254,8 +225,7 @@ class Tarnwell:
     # What there is.
 
     def find_all(self, role, name=None):
-        return [item for item in descendants(self.application)
-                if item.getRole() == role and name in (None, item.name)]
+        return find_all(self.application, role, name)
 
     def find(self, role, name):
         """The one item with a role and a name."""
@@ -275,20 +245,18 @@ class Tarnwell:
 
     def foot(self):
         """The label that says what is listed, or what is being done."""
-        return next(label for label in self.find_all(pyatspi.ROLE_LABEL)
-                    if " applications on " in label.name)
+        return self.wait_until(lambda: next((label for label in self.find_all(pyatspi.ROLE_LABEL)
+                                             if " applications on " in label.name), None),
+                               "what is listed")
 
     def names(self):
         """The first column, from the top."""
         table = self.table.queryTable()
         return [table.getAccessibleAt(row, 0).name for row in range(table.nRows)]
 
-    def selected_rows(self):
-        return sorted(self.table.queryTable().getSelectedRows())
-
     def selection(self):
         names = self.names()
-        return [names[row] for row in self.selected_rows()]
+        return [names[row] for row in sorted(self.table.queryTable().getSelectedRows())]
 
     def wait_for_list(self):
         """Waits until the applications are listed; on an empty volume that never happens."""
@@ -297,17 +265,17 @@ class Tarnwell:
     # What can be done.
 
     def select(self, *names):
-        listed = self.names()
-        self.select_rows(*(listed.index(name) for name in names))
+        table, listed = self.table.queryTable(), self.wait_for_list()
+        rows = sorted(listed.index(name) for name in names)
 
-    def select_rows(self, *rows):
-        """Selects rows by their numbers, the topmost of which is 0."""
-        table = self.table.queryTable()
-        for row in table.getSelectedRows():
-            table.removeRowSelection(row)
-        for row in rows:
-            table.addRowSelection(row)
-        self.wait_until(lambda: self.selected_rows() == sorted(rows), f"the selection of {rows}")
+        def is_selected():  # asked again, for it may have been dropped as a command was just ending
+            for row in table.getSelectedRows():
+                table.removeRowSelection(row)
+            for row in rows:
+                table.addRowSelection(row)
+            return sorted(table.getSelectedRows()) == rows
+
+        self.wait_until(is_selected, f"the selection of {names}")
 
     def key(self, *chords, command="key"):
         """Presses keys in whichever window of the program has the keyboard."""
@@ -317,10 +285,6 @@ class Tarnwell:
 
     def type(self, text):
         self.key(text, command="type")
-
-    def click(self, item, across=0.5):
-        """Clicks on an item, at a fraction of its width. One place twice may be a double click."""
-        xdotool("mousemove", *place(item, across), "click", "1")
 
     def start(self, command):
         """Presses a button and returns at once; its command shows an alert, or ends by itself."""
@@ -343,13 +307,8 @@ class Tarnwell:
         else:
             self.key(answer)
 
-        def is_gone():
-            try:
-                return not has(alert.item, pyatspi.STATE_SHOWING)
-            except GLib.Error:
-                return True
-
-        self.wait_until(is_gone, f'the end of the alert "{alert.title}"')
+        self.wait_until(lambda: not has(alert.item, pyatspi.STATE_SHOWING),
+                        f'the end of the alert "{alert.title}"')
 
     def wait_for_end(self, command):
         """Waits until a command has ended: its button stays down for as long as it runs."""
@@ -363,14 +322,17 @@ class Tarnwell:
     def run(self, command, *answers, by_shortcut=False):
         """Gives a command, answers its alerts in turn and waits for the command's end.
 
-        Returns the (title, text) of each alert. One alert too many is an AssertionError. After a
-        shortcut without any alert the command may still be under way.
+        Returns the title of each alert. One alert too many is an AssertionError. After a
+        shortcut, which is the one that the button's tool tip names, it may still be under way.
         """
-        self.key(COMMANDS[command].lower()) if by_shortcut else self.start(command)
+        if by_shortcut:
+            self.key(re.search(r"\((.*)\)", self.buttons[command].description)[1].lower())
+        else:
+            self.start(command)
         seen = []
         for answer in answers:
             alert = self.alert()
-            seen.append((alert.title, alert.text))
+            seen.append(alert.title)
             is_told = alert.title.endswith(("Restored!", "Error"))
             assert list(alert.buttons) == ["Ok", "Cancel"][:1 if is_told else 2], alert.title
             self.answer(alert, answer)
@@ -387,14 +349,14 @@ class Tarnwell:
             self.process.send_signal(signal.SIGCONT)
 
     @contextlib.contextmanager
-    def slowed(self, share=0.05, period=0.05):
+    def slowed(self):
         """Lets the program run for a share of the time only, as if its disk were slow."""
         over = threading.Event()
 
         def pause_again_and_again():
-            while not over.wait(period * share):
+            while not over.wait(0.0015):
                 with self.paused():
-                    over.wait(period * (1 - share))
+                    over.wait(0.05)
 
         thread = threading.Thread(target=pause_again_and_again)
         thread.start()
@@ -416,9 +378,8 @@ class Tarnwell:
         return self.process.wait(PATIENCE)
 
     def output(self):
-        """What has been written on standard output and on standard error."""
-        return tuple(os.pread(file.fileno(), 1 << 20, 0).decode()
-                     for file in (self._output, self._errors))
+        """What has been written on standard output and standard error."""
+        return os.pread(self._output.fileno(), 1 << 20, 0).decode()
 
 
 class Opener(Tarnwell):
@@ -446,9 +407,6 @@ class Opener(Tarnwell):
         return "\n".join(self.texts())
 
     def opened(self):
-        """Waits for the window proper; returns the disk and the user that it was told of."""
+        """Waits for the window proper; returns what it says of the disk."""
         self._find_window()
-        assert "Recipe Drawer" in self.wait_for_list()
-        texts = Path(f"/proc/{self.process.pid}/environ").read_bytes().decode().split("\0")
-        values = dict(text.partition("=")[::2] for text in texts)
-        return values["TARNWELL_VOLUME"], values["TARNWELL_USER"]
+        return self.foot().name

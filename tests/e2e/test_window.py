@@ -6,9 +6,11 @@ Exit status: 0 passed, 1 failed, 77 the means to drive a window are missing.
 
 import contextlib
 import os
+import random
 import re
 import shutil
 import signal
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -19,24 +21,25 @@ from urllib.parse import unquote
 try:
     import driver
     import pyatspi
-    from driver import COMMANDS, has, snapshot, wait_until
+    from driver import has, snapshot
     from gi.repository import Gio, GLib
-    from kinds import KINDS
 except ImportError as error:
     print(error, file=sys.stderr)
     sys.exit(77)
 
 BUILD = Path()
 SAMPLE = Path()  # a volume to copy, never used itself
+REFUSAL = driver.refusal()
 
 LONG_NAME = "Night Sky Observatory and Weather Station for the Whole Family at Home"
 NAMES = ["almanac", "Birdsong", "Café Größe", "clockwork", "Desk Clock", "Garden Planner",
          "Household Budget", "Kitchen Timer", "Letter Box", "Map Folder", LONG_NAME, "Paper Crane",
          "Pocket Piano", "Quiet Radio", "Recipe Drawer", "Tide Table", "Torchlight"]
 LIBRARY = "Users/anna/Library"
+LISTED = f"{len(NAMES)} applications on {{}}, library of {{}}"
 
 
-class FolderOfItsOwn(unittest.TestCase):
+class WindowTest(unittest.TestCase):
     maxDiff = None
 
     def setUp(self):
@@ -44,11 +47,6 @@ class FolderOfItsOwn(unittest.TestCase):
         temporary = tempfile.TemporaryDirectory(prefix="Anna's disk, 100 %20 größer ")
         self.addCleanup(temporary.cleanup)
         self.folder = Path(temporary.name)
-
-
-class WindowTest(FolderOfItsOwn):
-    def setUp(self):
-        super().setUp()
         self.volume = self.folder / "volume"
         shutil.copytree(SAMPLE, self.volume, symlinks=True)
         self.preferences = self.volume / LIBRARY / "Preferences/vnd.sample.recipe-drawer.plist"
@@ -66,14 +64,13 @@ class WindowTest(FolderOfItsOwn):
         with driver.Tarnwell(program or BUILD / "bin/tarnwell", self.volume, arguments,
                              PATH=str(self.programs), **environment) as window:
             if selected:
-                window.wait_for_list()
                 window.select(*selected)
             yield window
             if closed_by:
                 window.close(closed_by)
             status = window.process.wait(driver.PATIENCE)
             if ends_well:
-                self.assertEqual((status, *window.output()), (0, "", ""))
+                self.assertEqual((status, window.output()), (0, ""))
 
 
 class ListTest(WindowTest):
@@ -94,60 +91,36 @@ class ListTest(WindowTest):
             self.assertEqual(window.enabled_buttons(), set())
 
     def test_the_window_says_what_it_shows(self):
-        with self.window("Recipe Drawer") as window:
+        with self.window() as window:
+            for name, badges in (("Torchlight", ["Not backed up", "Not found"]),
+                                 ("Recipe Drawer", ["Backed up", "Backed up"])):
+                window.select(name)
+                self.assertEqual([text for text in window.texts()
+                                  if text in ("Not found", "Not backed up", "Backed up")], badges)
             window.find(pyatspi.ROLE_FRAME, "Recipe Drawer – Tarnwell")
-            status = window.find(pyatspi.ROLE_LABEL, "17 applications on volume, library of anna")
+            status = window.find(pyatspi.ROLE_LABEL, LISTED.format("volume", "anna"))
             window.key("ctrl+f")
             window.type("CAFE-GROESSE")  # which only its identifier contains
             window.wait_until(lambda: window.names() == ["Café Größe"], "the filtered list")
             self.assertTrue(status.name.startswith("1 of 17 applications on"), status.name)
             window.find(pyatspi.ROLE_FRAME, "Tarnwell")
-            self.assertEqual(window.enabled_buttons() & set(COMMANDS), set())
+            self.assertEqual(window.enabled_buttons(), set())
             window.key("Return")
             window.wait_until(lambda: window.selection() == ["Café Größe"], "the selection")
             window.key("Escape")
             window.wait_until(lambda: window.names() == NAMES, "the whole list")
 
     def test_closing_while_the_list_is_made(self):
-        program = self.folder / "slow/bin/tarnwell"
-        tool = self.folder / "slow/libexec/tarnwell/mdfind"
-        for file in program, tool:
-            file.parent.mkdir(parents=True)
-        shutil.copy(BUILD / "bin/tarnwell", program)
-        tool.write_text("#!/bin/sh\nexec sleep 600\n")
-        tool.chmod(0o755)
-        tool.with_name("ps").symlink_to(tool)
+        program = shutil.copy(BUILD / "bin/tarnwell", self.programs)
+        shutil.copytree(BUILD / "libexec", self.folder / "libexec")
+        slow_tool = self.folder / "libexec/tarnwell/mdfind"
+        slow_tool.write_text("#!/bin/sh\nexec sleep 600\n")
         for closed_by in "alt+F4", None:
             with self.subTest(closed_by), \
                     self.window(program=program, closed_by=closed_by) as window:
                 window.find(pyatspi.ROLE_LABEL, "Looking for applications…")
                 if not closed_by:
                     window.process.send_signal(signal.SIGHUP)
-
-
-class BackupTest(WindowTest):
-    """What random commands against a model of the disk leave open."""
-
-    def test_the_first_backups(self):
-        self.backups[0].unlink()
-        shutil.rmtree(self.backups[1])
-        with self.window("Recipe Drawer") as window:
-            def shown():
-                texts = window.texts()
-                return ([text for text in texts if text in ("Not backed up", "Backed up")],
-                        len([text for text in texts if text.startswith("Data from ")]))
-
-            self.assertEqual(shown(), (["Not backed up", "Not backed up"], 0))
-            for command in "Back Up Preferences", "Back Up Data":
-                driver.xdotool("mousemove", *driver.place(window.buttons[command]),
-                               "click", "--repeat", "2", "--delay", "20", "1")  # meant as one
-                window.wait_until(lambda: has(window.buttons[command.replace("Back Up", "Restore")],
-                                              pyatspi.STATE_SENSITIVE), "the backup")
-                window.wait_for_end(command)
-            self.assertEqual(shown(), (["Backed up", "Backed up"], 2))
-            window.select("Torchlight")
-            self.assertIn("Not found", window.texts())
-        self.assertEqual(snapshot(self.data), snapshot(self.backups[1]))
 
 
 class LongTest(WindowTest):
@@ -177,51 +150,40 @@ class LongTest(WindowTest):
     def test_what_is_pressed_meanwhile_is_dropped(self):
         driver.make_notes(self.data, range(12))
         with self.window("Recipe Drawer") as window:
-            before = snapshot(self.preferences.parent, identity=True)
             others = [driver.place(item)
                       for item in (window.buttons["Restore Preferences"], window.table)]
-            window.click(window.buttons["Back Up Data"])
+            driver.xdotool("mousemove", *driver.place(window.buttons["Back Up Data"]), "click", "1")
             with self.stopped(window):
                 for place in others:
-                    driver.xdotool("mousemove", *place, "click", "1", "click", "5", "mousedown", "1",
-                                   "mousemove_relative", "0", "50", "mouseup", "1")
+                    driver.xdotool("mousemove", *place, "click", "1", "click", "5")
                 driver.xdotool("key", "Return", "space", "Down", "Tab", "ctrl+r", "ctrl+l",
                                "ctrl+shift+b", "ctrl+f", "alt+d", "Down", "x")
             window.wait_for_end("Back Up Data")
-            made = self.backups[1].stat().st_ino
             # Nothing of it comes later: a question would take the keyboard, a command be first.
+            self.assertEqual((window.names(), window.selection()), (NAMES, ["Recipe Drawer"]))
             window.key("ctrl+f")
-            field = window.find(pyatspi.ROLE_TEXT, "Filter Applications")
-            window.wait_until(lambda: has(field, pyatspi.STATE_FOCUSED), "the field")
-            self.assertEqual((window.names(), window.selection(), self.backups[1].stat().st_ino),
-                             (NAMES, ["Recipe Drawer"], made))
-            self.assertEqual(snapshot(self.preferences.parent, identity=True), before)
+            window.type("torch")
+            window.wait_until(lambda: window.names() == ["Torchlight"], "the filtered list")
             self.assertEqual(driver.launched(self.volume), [])
         self.assertEqual(snapshot(self.data), snapshot(self.backups[1]))
 
     def test_it_says_how_far_it_is(self):
         self.make_backup(8)
         with self.window("Recipe Drawer") as window:
-            button, foot = window.buttons["Back Up Data"], window.foot()
-            bar = window.find(pyatspi.ROLE_PROGRESS_BAR, "Progress")
-            amount = bar.queryValue()
-            said, amounts = [], []
+            foot, bar = window.foot(), window.find(pyatspi.ROLE_PROGRESS_BAR, "Progress")
             window.start("Back Up Data")
             alert = window.alert()
-            with window.slowed(share=0.03):
+            with window.slowed():
                 window.answer(alert, "Ok")
-                while has(button, pyatspi.STATE_PRESSED):
-                    said.append(foot.name)
-                    amounts.append(amount.currentValue / (amount.maximumValue or 1))
+                for words in ("removing what it replaces: [0-9,]+ items",
+                              "[0-9,]+ items, [0-9.]+ kB", "[0-9,]+ of [0-9,]+ items, .* left"):
+                    window.wait_until(lambda: re.fullmatch(
+                        f"Backing up the data of Recipe Drawer: {words}", foot.name), words)
+                done = bar.queryValue()
+                window.wait_until(lambda: 0.3 < done.currentValue / done.maximumValue < 1, "a bar")
+            window.wait_for_end("Back Up Data")
             window.wait_until(lambda: foot.name.startswith("17 applications"), "the count")
             self.assertFalse(has(bar, pyatspi.STATE_SHOWING))
-        work = "Backing up the data of Recipe Drawer: "
-        during = [text for text in dict.fromkeys(said) if "applications" not in text]
-        for words in ("removing what it replaces: [0-9,]+ items", "[0-9,]+ items, [0-9.]+ kB",
-                      "[0-9,]+ of [0-9,]+ items, .* left"):
-            self.assertTrue(any(re.match(work + words, text) for text in during), (words, during))
-        self.assertEqual(amounts, sorted(amounts))
-        self.assertTrue(0.3 < amounts[-1] < 1, amounts)
 
     def test_the_end_waits_for_the_command(self):
         self.make_backup(3)
@@ -254,14 +216,64 @@ class LongTest(WindowTest):
                 break
         self.assertEqual((snapshot(self.data), snapshot(self.backups[1])), (whole, whole))
 
-    def test_a_signal_takes_a_question_back(self):
-        self.make_backup(0)
-        before = snapshot(self.volume, identity=True)
-        with self.window("Recipe Drawer", closed_by=None) as window:
-            window.start("Restore Data")
-            window.alert()
-            window.process.send_signal(signal.SIGTERM)
-        self.assertEqual(snapshot(self.volume, identity=True), before)
+
+class SoakTest(WindowTest):
+    """Random commands again and again: each changes what it names, and nothing piles up.
+
+    Other seeds, and more steps for a night, can be tried by hand.
+    """
+    SEED = int(os.environ.get("TARNWELL_SEED", 1))
+    STEPS = int(os.environ.get("TARNWELL_STEPS", 160))
+    STRETCH = 20  # steps until the next look at the memory
+    GROWTH = 80  # kB meanwhile; it was seen to grow by 180 at once, but not again and again
+
+    def disk(self):
+        """All that lies beside the settings, and they themselves."""
+        return {item: snapshot(item) for folder in (self.preferences.parent, self.data.parent)
+                for item in folder.iterdir()}
+
+    def step(self, window, chance):
+        kind, live = chance.choice((("Preferences", self.preferences), ("Data", self.data)))
+        backup = Path(f"{live}.bak")
+        file = live / "written meanwhile" if live.is_dir() else live
+        file.write_bytes(chance.randbytes(chance.randrange(70000)))
+        for name in chance.choice(NAMES), "Recipe Drawer":
+            window.select(name)
+        agrees, by_shortcut = chance.random() < 0.8, chance.random() < 0.8
+        answer = chance.choice(("Ok", "Return") if agrees else ("Cancel", "Escape"))
+        before = self.disk()
+        after = dict(before)
+        if backup not in before or chance.random() < 0.5:
+            window.run(f"Back Up {kind}", *[answer] * (backup in before), by_shortcut=by_shortcut)
+            if agrees or backup not in before:
+                after[backup] = before[live]
+        else:
+            window.run(f"Restore {kind}", answer, *["Ok"] * agrees, by_shortcut=by_shortcut)
+            if agrees:
+                after[live] = before[backup]
+        window.wait_until(lambda: self.disk() == after, f"the change of the {kind}")
+
+    def usage(self, window):
+        """The process's own memory in kB, and how many descriptors it has open."""
+        process = Path(f"/proc/{window.process.pid}")
+        memory = re.search(r"Private_Dirty: *(\d+)", (process / "smaps_rollup").read_text())
+        return int(memory[1]), len(os.listdir(process / "fd"))
+
+    def test_random_commands(self):
+        chance, usages = random.Random(self.SEED), []
+        self.backups[0].unlink()
+        shutil.rmtree(self.backups[1])
+        with self.window() as window:
+            for number in range(self.STEPS):
+                self.step(window, chance)
+                if number % self.STRETCH == self.STRETCH - 1:
+                    usages.append(self.usage(window))
+        memory, descriptors = zip(*usages[1:])
+        self.assertEqual(len(set(descriptors)), 1, descriptors)
+        # The sanitizer keeps what has been freed for a while.
+        if b"__asan_init" not in (BUILD / "bin/tarnwell").read_bytes():
+            growth = [after - before for before, after in zip(memory, memory[1:])]
+            self.assertLess(statistics.median(growth), self.GROWTH, memory)
 
 
 class RunningTest(WindowTest):
@@ -272,20 +284,17 @@ class RunningTest(WindowTest):
                 "-c", 'exec 3<>"$0" >"$0" 3<&-; exec "$1"', output,
                 BUILD / "bin/tarnwell"]) as window:
             self.backups[0].unlink()
-            self.assertEqual(window.run("Restore Preferences", "Ok", "Ok")[1],
-                             KINDS[0].restore_error(f"/users/anna/Library/Preferences/"
-                                                    f"{self.preferences.name}"))
+            self.assertEqual(window.run("Restore Preferences", "Ok", "Ok"),
+                             ["Restoring of Preferences", "Restore Error"])
             for _ in range(2):
                 window.run("Launch Application")
-            wait_until(lambda: not driver.launched(self.volume), "the end of what was launched")
-            self.assertNotIn((window.process.pid, "Z"),
-                             [process[1:3] for process in driver.processes()])
+            children = Path(f"/proc/{window.process.pid}/task/{window.process.pid}/children")
+            window.wait_until(lambda: not driver.launched(self.volume), "the end of both")
+            self.assertEqual(children.read_text(), "")
 
             window.select("Kitchen Timer")
-            for kind in KINDS:
-                window.run(kind.back_up)
             window.run("Launch Application", by_shortcut=True)
-            started, = wait_until(lambda: driver.launched(self.volume), "the launched process")
+            started, = window.wait_until(lambda: driver.launched(self.volume), "the process")
             self.addCleanup(os.kill, started, signal.SIGKILL)
             status = Path(f"/proc/{started}/status").read_text()
             self.assertIn("SigIgn:\t0000000000000000\n", status)
@@ -293,11 +302,6 @@ class RunningTest(WindowTest):
             self.assertEqual([path for path in held if path.startswith(str(self.volume))
                               and "/Applications/" not in path], [])  # the disk is not kept busy
             window.run("Launch Application")
-            for kind in KINDS:
-                self.assertEqual(window.run(kind.restore, "Ok", "Escape"),
-                                 [kind.question, kind.running])
-                self.assertEqual(window.run(kind.restore, "Ok", "Ok", "Ok"),
-                                 [kind.question, kind.running, kind.restored])
         self.assertEqual(driver.launched(self.volume), [started])
 
 
@@ -309,62 +313,57 @@ class RevealTest(WindowTest):
         </method></interface></node>""").interfaces[0]
 
     def test_by_whatever_the_desktop_has(self):
-        preferences = f"{self.volume}/{LIBRARY}/Preferences/example.cafe-groesse.plist"
-        application = f"{self.volume}/Applications/Café Größe.app"
+        items = [f"{self.volume}/Applications/Café Größe.app",
+                 f"{self.volume}/{LIBRARY}/Preferences/example.cafe-groesse.plist"]
         data = f"1 {self.volume}/{LIBRARY}/Application Support/Café Größe"
-        folders = [data, *(f"1 {Path(item).parent}" for item in (application, preferences))]
         log, shown = self.folder / "opened", []
-        bus = Gio.bus_get_sync(Gio.BusType.SESSION)
-
-        def install_opener():
-            (self.programs / "xdg-open").write_text(f'#!/bin/sh\necho "$# $@" >>"{log}"\n')
-            (self.programs / "xdg-open").chmod(0o755)
-
-        def start_file_manager():  # which knows nothing yet
-            bus.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "RequestName",
-                          GLib.Variant("(su)", (self.NAME, 0)), None, 0, -1, None)
+        (self.programs / "xdg-open").write_text(f'#!/bin/sh\necho "$# $@" >>"{log}"\n')
+        (self.programs / "xdg-open").chmod(0o755)
 
         def show_items(_connection, _sender, _path, _interface, _method, parameters, invocation):
             shown.extend(unquote(uri) for uri in parameters.unpack()[0])
             invocation.return_value(None)
 
-        def register_file_manager():
+        def wait_for(*expected):
+            def are_opened():
+                GLib.MainContext.default().iteration(False)
+                return sorted(shown + log.read_text().splitlines()) == sorted(expected)
+
+            log.touch()
+            window.wait_until(are_opened, f"{expected} and no more")
+            log.unlink()
+
+        commands = ("Show Preferences File", "Show Application", "Open Data Folder",
+                    "Launch Application")  # a program for another processor
+        with self.window("Café Größe", closed_by="ctrl+w") as window:
+            bus = Gio.bus_get_sync(Gio.BusType.SESSION)  # whose file manager knows nothing yet
+            bus.call_sync("org.freedesktop.DBus", "/", "org.freedesktop.DBus", "RequestName",
+                          GLib.Variant("(su)", (self.NAME, 0)), None, 0, -1, None)
+            for command in commands:
+                window.run(command)
+            wait_for(data, *(f"1 {Path(item).parent}" for item in items))
             bus.register_object("/" + self.NAME.replace(".", "/"), self.INTERFACE, show_items,
                                 None, None)
-
-        def opened():
-            GLib.MainContext.default().iteration(False)
-            return sorted(shown + (log.read_text().splitlines() if log.exists() else []))
-
-        with self.window("Café Größe", closed_by="ctrl+w") as window:
-            for prepare, expected in (
-                    (lambda: None, []), (install_opener, folders), (start_file_manager, folders),
-                    (register_file_manager, [data, f"file://{application}",
-                                             f"file://{preferences}"])):
-                prepare()
-                log.unlink(missing_ok=True)
-                for command in ("Show Preferences File", "Show Application", "Open Data Folder",
-                                "Launch Application"):  # a program for another processor
-                    window.run(command, by_shortcut=bool(expected))
-                window.wait_until(lambda: len(opened()) >= len(expected), f"{expected}")
-                self.assertEqual(opened(), sorted(expected))
+            for command in commands:
+                window.run(command, by_shortcut=True)
+            wait_for(data, *(f"file://{item}" for item in items))
+            shown.clear()
             window.key("shift+F10", "Up", "Return")  # the last command of the context menu
-            window.wait_until(lambda: opened().count(data) == 2, "the folder once more")
+            wait_for(data)
 
 
 class AccessibilityTest(WindowTest):
     NAMED = (pyatspi.ROLE_PUSH_BUTTON, pyatspi.ROLE_MENU_ITEM, pyatspi.ROLE_TABLE,
-             pyatspi.ROLE_LABEL, pyatspi.ROLE_PROGRESS_BAR)
+             pyatspi.ROLE_TABLE_COLUMN_HEADER, pyatspi.ROLE_LABEL, pyatspi.ROLE_PROGRESS_BAR)
 
     def faults(self, window):
         """The controls that do not say what they are, and the values that do not say of what."""
         yield from ("a window without a name" for item in window.application if not item.name)
-        yield from ("a column without a title" for item in window.table if not item.name and
-                    item.getRole() == pyatspi.ROLE_TABLE_COLUMN_HEADER)
-        for item in driver.descendants(window.application):
+        for item in (*driver.descendants(window.application), *window.table):
             role, is_control = item.getRole(), has(item, pyatspi.STATE_FOCUSABLE)
             if not item.name and (role in self.NAMED or is_control) \
-                    and role != pyatspi.ROLE_POPUP_MENU:  # the menu bar's item names it
+                    and role not in (pyatspi.ROLE_POPUP_MENU,  # the menu bar's item names it
+                                     pyatspi.ROLE_TABLE_CELL):
                 yield f"a {item.getRoleName()} without a name in {item.parent.name!r}"
             if role == pyatspi.ROLE_LABEL and is_control and not item.description \
                     and item.parent.getRole() != pyatspi.ROLE_ALERT \
@@ -388,20 +387,22 @@ class AccessibilityTest(WindowTest):
             window.answer(alert, "Cancel")
 
 
-class OpenTest(FolderOfItsOwn):
+class OpenTest(WindowTest):
     """The way from the desktop to a disk; the mounted ones are in a mount namespace of its own."""
-
-    def setUp(self):
-        super().setUp()
-        self.disks = [self.folder / "Macintosh HD", self.folder / "Old <b>Mac"]
 
     def opener(self, *arguments, disks=()):
         """A tarnwell-open that finds these disks mounted, and no others where those can be hidden,
         and that has no rights beyond those of a file's owner."""
-        prefix = [] if driver.refusal() else driver.mounting(disks, self.folder)
+        prefix = [] if REFUSAL else driver.mounting(disks, self.folder)
         if os.geteuid() == 0:
             prefix += ["setpriv", "--bounding-set=-all", "--inh-caps=-all"]
         return driver.Opener([*prefix, BUILD / "bin/tarnwell-open", *arguments])
+
+    def copy(self, name, *parts):
+        """A copied disk, or what is no disk."""
+        for part in parts:
+            (self.folder / name / part).mkdir(parents=True)
+        return self.folder / name
 
     @contextlib.contextmanager
     def chooser(self, *arguments, closed_by="Escape"):
@@ -410,52 +411,38 @@ class OpenTest(FolderOfItsOwn):
             yield chooser.wait_for_chooser()
             chooser.key(closed_by)
             self.assertEqual(chooser.process.wait(driver.PATIENCE), 0)
-            self.assertEqual(chooser.output(), ("", ""))
+            self.assertEqual(chooser.output(), "")
 
-
-class OpenMountedTest(OpenTest):
-    def setUp(self):
-        super().setUp()
-        if reason := driver.refusal():
-            self.skipTest(f"nothing can be mounted here: {reason}")
-
+    @unittest.skipIf(REFUSAL, f"nothing can be mounted here: {REFUSAL}")
     def test_a_disk_in_two_volumes_is_one_and_opens_at_once(self):
-        data = "System/Volumes/Data"
-        (self.folder / "system/Users").mkdir(parents=True)
-        (self.folder / "system" / data).mkdir(parents=True)
-        with self.opener(disks=[(self.disks[0], self.folder / "system", "", "rw"),
-                                (self.disks[0] / data, SAMPLE, "", "rw")]) as program:
-            self.assertEqual(program.opened(), (str(self.disks[0]), "anna"))
+        data, disk = "System/Volumes/Data", self.folder / "Macintosh HD"
+        system = self.copy("system", "Users", data)
+        with self.opener(disks=[(disk, system, "", "rw"),
+                                (disk / data, self.volume, "", "rw")]) as program:
+            self.assertEqual(program.opened(), LISTED.format("Macintosh HD", "anna"))
 
+    @unittest.skipIf(REFUSAL, f"nothing can be mounted here: {REFUSAL}")
     def test_two_disks_with_three_users(self):
-        disks = [(self.disks[0], SAMPLE, "Mira Shared .hidden Guest", "rw"),
-                 (self.disks[1], SAMPLE, "", "ro")]
+        disks = [(self.folder / "Macintosh HD", self.volume, "Mira Shared .hidden Guest", "rw"),
+                 (self.folder / "Old <b>Mac", self.volume, "", "ro")]
         rows = [("Macintosh HD", "Mira", "209.7 MB", "Read and write"),
                 ("Macintosh HD", "anna", "209.7 MB", "Read and write"),
                 ("Old <b>Mac", "anna", "209.7 MB", "Read only")]
-        for keys, disk, user, place in (
-                (["Return"], self.disks[0], "Mira", "library of Mira"),
-                (["Down", "Down", "alt+o"], self.disks[1], "anna", "The disk is read-only: ")):
+        for keys, listed in (
+                (["Return"], LISTED.format("Macintosh HD", "Mira")),
+                (["Down", "Down", "alt+o"], LISTED.format("Old <b>Mac", "anna") + ". The disk is "
+                 "read-only: nothing can be backed up or restored.")):
             with self.subTest(keys), self.opener(disks=disks) as chooser:
                 chooser.wait_for_chooser()
                 self.assertEqual(chooser.rows(), rows)
                 for key in keys:
                     chooser.key(key)
-                self.assertEqual(chooser.opened(), (str(disk), user))
-                self.assertIn(place, chooser.foot().name)
-
-
-class OpenFolderTest(OpenTest):
-    def copy(self, name, *parts):
-        """A copied disk, or what is no disk."""
-        for part in parts:
-            (self.folder / name / part).mkdir(parents=True)
-        return self.folder / name
+                self.assertEqual(chooser.opened(), listed)
 
     def test_users_of_a_folder(self):
-        for arguments in [SAMPLE], [SAMPLE, "ANNA"]:
+        for arguments in [self.volume], [self.volume, "ANNA"]:
             with self.subTest(arguments), self.opener(*arguments) as program:
-                self.assertEqual(program.opened(), (str(SAMPLE), "anna"))
+                self.assertEqual(program.opened(), LISTED.format("volume", "anna"))
         disk = self.copy("copy", "users/zoë/library", "users/bob/library")
         with self.chooser(disk, "Tom", closed_by="alt+F4") as chooser:
             self.assertIn("No user “Tom” has a library on “copy”. Users who have: “bob”, “zoë”.",
@@ -494,7 +481,7 @@ class OpenFolderTest(OpenTest):
             self.assertIn("No Mac's disk is mounted on this computer.", chooser.message())
             self.assertEqual(chooser.enabled_buttons(),
                              {"Cancel", "Other Folder…", "Search Again"})
-            for folder in several, SAMPLE:
+            for folder in several, self.volume:
                 chooser.key("alt+f")
                 chooser.wait_until(lambda: any(title in window.name for window in chooser.application
                                                if has(window, pyatspi.STATE_ACTIVE)), "the dialog")
@@ -506,12 +493,15 @@ class OpenFolderTest(OpenTest):
                     chooser.wait_until(lambda: len(chooser.rows()) == 2, "both users")
                     driver.press(chooser.buttons["Search Again"])
                     chooser.wait_until(lambda: not chooser.rows(), "the mounted disks, none")
-            self.assertEqual(chooser.opened(), (str(SAMPLE), "anna"))
+            self.assertEqual(chooser.opened(), LISTED.format("volume", "anna"))
 
 
 def main():
     global BUILD, SAMPLE
-    with driver.build_and_sample(__doc__) as (BUILD, SAMPLE):
+    BUILD = Path(sys.argv[2]).resolve()
+    with tempfile.TemporaryDirectory() as folder:
+        SAMPLE = Path(folder) / "sample"
+        driver.make_volume(SAMPLE)
         unittest.main(argv=[sys.argv[0], *sys.argv[3:]], warnings="ignore")
 
 
