@@ -24,14 +24,12 @@ PATIENCE = int(os.environ.get("TARNWELL_PATIENCE", 30))  # seconds; only a fault
 # Hides the disks of the machine that look like a Mac's. Mounts disks in memory: at a path, filled
 # from a folder, with more users, with a mount option. Then runs the rest.
 MOUNT = r"""
-set -e
-cut -d ' ' -f 2 /proc/self/mounts >"$1"; exec <"$1"; shift
-while read -r point; do
+set -ef
+for point in $(cut -d ' ' -f 2 /proc/self/mounts); do # a blank in a name is \040 there
     point=$(printf %b "$point")
     [ ! -d "$point/Users" -a ! -d "$point/users" -a ! -d "$point/Applications" ] ||
         mount -t tmpfs hidden "$point" || [ ! -d "$point" ] # it has just gone
 done
-exec </dev/null
 while [ "$1" != -- ]; do
     mkdir -p "$1"
     mount -t tmpfs -o size=200m disk "$1"
@@ -131,12 +129,11 @@ def refusal():
                           stderr=subprocess.PIPE, check=False).stderr.strip()
 
 
-def mounting(disks, scratch):
+def mounting(disks):
     """What runs a command where these disks are mounted, and no others that look like a Mac's.
-    Each is a path, a folder to fill it from, the names of more users, and a mount option. In the
-    scratch folder a file is written."""
+    Each is a path, a folder to fill it from, the names of more users, and a mount option."""
     parts = [str(part) for disk in disks for part in disk]
-    return [*NAMESPACE, "sh", "-c", MOUNT, "sh", f"{scratch}/mounts", *parts, "--"]
+    return [*NAMESPACE, "sh", "-c", MOUNT, "sh", *parts, "--"]
 
 
 def make_notes(folder, numbers, size=6):
@@ -190,7 +187,7 @@ class Tarnwell:
     def _find_window(self):
         self._find(lambda: self.find_all(pyatspi.ROLE_TABLE, "Applications"), "the window")
         self.table = self.find(pyatspi.ROLE_TABLE, "Applications")
-        self._x_window = self.wait_until(
+        self.x_window = self.wait_until(
             lambda: xdotool("search", "--onlyvisible", "--pid", str(self.process.pid)),
             "the window on the screen")
 
@@ -366,14 +363,10 @@ class Tarnwell:
             over.set()
             thread.join()
 
-    def lose_display(self):
-        """Lets the X server end its connection with the program."""
-        xdotool("windowkill", self._x_window)
-
     def close(self, chord="alt+F4"):
         """Closes the window and returns the exit status; alt+F4 is the window manager's way."""
         # The window manager learns a little later than the program that an alert is gone.
-        self.wait_until(lambda: xdotool("getactivewindow") == self._x_window, "the active window")
+        self.wait_until(lambda: xdotool("getactivewindow") == self.x_window, "the active window")
         self.key(chord)
         return self.process.wait(PATIENCE)
 

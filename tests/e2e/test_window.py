@@ -133,6 +133,7 @@ class LongTest(WindowTest):
     def make_backup(self, thousands):
         driver.make_notes(self.data, range(thousands))
         shutil.copytree(self.data, self.backups[1], symlinks=True)
+        return snapshot(self.data)
 
     def start_restore(self, window):
         (self.data / "changed").touch()
@@ -150,14 +151,12 @@ class LongTest(WindowTest):
     def test_what_is_pressed_meanwhile_is_dropped(self):
         driver.make_notes(self.data, range(12))
         with self.window("Recipe Drawer") as window:
-            others = [driver.place(item)
-                      for item in (window.buttons["Restore Preferences"], window.table)]
-            driver.xdotool("mousemove", *driver.place(window.buttons["Back Up Data"]), "click", "1")
+            other = driver.place(window.buttons["Restore Preferences"])
+            window.start("Back Up Data")
             with self.stopped(window):
-                for place in others:
-                    driver.xdotool("mousemove", *place, "click", "1", "click", "5")
-                driver.xdotool("key", "Return", "space", "Down", "Tab", "ctrl+r", "ctrl+l",
-                               "ctrl+shift+b", "ctrl+f", "alt+d", "Down", "x")
+                driver.xdotool("mousemove", *other, "click", "1")
+                driver.xdotool("key", "Return", "Down", "ctrl+r", "ctrl+l", "ctrl+shift+b",
+                               "ctrl+f", "x")
             window.wait_for_end("Back Up Data")
             # Nothing of it comes later: a question would take the keyboard, a command be first.
             self.assertEqual((window.names(), window.selection()), (NAMES, ["Recipe Drawer"]))
@@ -165,7 +164,6 @@ class LongTest(WindowTest):
             window.type("torch")
             window.wait_until(lambda: window.names() == ["Torchlight"], "the filtered list")
             self.assertEqual(driver.launched(self.volume), [])
-        self.assertEqual(snapshot(self.data), snapshot(self.backups[1]))
 
     def test_it_says_how_far_it_is(self):
         self.make_backup(8)
@@ -186,8 +184,7 @@ class LongTest(WindowTest):
             self.assertFalse(has(bar, pyatspi.STATE_SHOWING))
 
     def test_the_end_waits_for_the_command(self):
-        self.make_backup(3)
-        whole = snapshot(self.backups[1])
+        whole = self.make_backup(3)
         for by_signal in True, False:
             with self.subTest(by_signal), \
                     self.window("Recipe Drawer", closed_by=None) as window:
@@ -203,15 +200,14 @@ class LongTest(WindowTest):
             self.assertEqual((snapshot(self.data), snapshot(self.backups[1])), (whole, whole))
 
     def test_a_restore_goes_on_without_a_display(self):
-        self.make_backup(3)
-        whole = snapshot(self.backups[1])
+        whole = self.make_backup(3)
         for _ in range(5):  # one that goes in the midst of a turn of the event loop ends the process
             shutil.rmtree(self.data, ignore_errors=True)
             shutil.copytree(self.backups[1], self.data, symlinks=True)
             with self.window("Recipe Drawer", closed_by=None, ends_well=False) as window:
                 self.start_restore(window)
                 with self.stopped(window):
-                    window.lose_display()
+                    driver.xdotool("windowkill", window.x_window)
             if self.data.exists():
                 break
         self.assertEqual((snapshot(self.data), snapshot(self.backups[1])), (whole, whole))
@@ -393,7 +389,7 @@ class OpenTest(WindowTest):
     def opener(self, *arguments, disks=()):
         """A tarnwell-open that finds these disks mounted, and no others where those can be hidden,
         and that has no rights beyond those of a file's owner."""
-        prefix = [] if REFUSAL else driver.mounting(disks, self.folder)
+        prefix = [] if REFUSAL else driver.mounting(disks)
         if os.geteuid() == 0:
             prefix += ["setpriv", "--bounding-set=-all", "--inh-caps=-all"]
         return driver.Opener([*prefix, BUILD / "bin/tarnwell-open", *arguments])

@@ -118,24 +118,21 @@ void ViewControllerTest::silentCommands()
 
 void ViewControllerTest::conversations()
 {
+    const QString prefsQuestion =
+        "Restoring of Preferences\nAre you sure you want to restore this app's preferences from "
+        "backup? The current preferences will be overwritten.\n\n(The preferences backup will not "
+        "be deleted and can be restored again in future.)";
+    const QString dataQuestion =
+        "Data Restore\nAre you sure you want to restore this app's data from backup?\n\n(The data "
+        "backup will not be deleted and can be restored again, but the current data will be "
+        "overwritten.)";
     const QString library = "/users/anna/Library/";
     const std::tuple<Command, Command, QString, QString, QString, QString, QString, QString>
-        kinds[] = {
-            {&ViewController::backUpPrefsAction, &ViewController::restorePrefsAction, "Preferences",
-             library + "Preferences/vnd.alpha.plist", "",
-             "Restoring of Preferences\nAre you sure you want to restore this app's preferences "
-             "from "
-             "backup? The current preferences will be overwritten.\n\n(The preferences backup will "
-             "not "
-             "be deleted and can be restored again in future.)",
-             "were", ")."},
-            {&ViewController::backUpDataAction, &ViewController::restoreDataAction, "Data",
-             library + "Application Support/alpha", "/file",
-             "Data Restore\nAre you sure you want to restore this app's data from backup?\n\n(The "
-             "data "
-             "backup will not be deleted and can be restored again, but the current data will be "
-             "overwritten.)",
-             "was", ")"}};
+        kinds[] = {{&ViewController::backUpPrefsAction, &ViewController::restorePrefsAction,
+                    "Preferences", library + "Preferences/vnd.alpha.plist", "", prefsQuestion,
+                    "were", ")."},
+                   {&ViewController::backUpDataAction, &ViewController::restoreDataAction, "Data",
+                    library + "Application Support/alpha", "/file", dataQuestion, "was", ")"}};
     for (const auto &[backUp, restore, name, path, file, question, were, end] : kinds) {
         const QString word = name.toLower();
         const QString already = name + " already backed up\nA backup of this application's " +
