@@ -119,10 +119,6 @@ def find_all(item, role, name=None):
             if part.getRole() == role and name in (None, part.name)]
 
 
-def press(item):
-    item.queryAction().doAction(0)
-
-
 def refusal():
     """Why nothing can be mounted here; empty where it can."""
     return subprocess.run([*NAMESPACE, "mount", "-t", "tmpfs", "probe", "/mnt"], text=True,
@@ -286,7 +282,7 @@ class Tarnwell:
     def start(self, command):
         """Presses a button and returns at once; its command shows an alert, or ends by itself."""
         assert command in self.enabled_buttons(), f"the button {command} is disabled"
-        press(self.buttons[command])
+        self.buttons[command].queryAction().doAction(0)
 
     def _alert_item(self):
         return next((item for item in self.application
@@ -300,7 +296,7 @@ class Tarnwell:
     def answer(self, alert, answer):
         """Answers by a button's name or a key's, and waits until the alert is gone."""
         if answer in alert.buttons:
-            press(alert.buttons[answer])
+            alert.buttons[answer].queryAction().doAction(0)
         else:
             self.key(answer)
 

@@ -80,8 +80,6 @@ class ListTest(WindowTest):
             self.assertEqual((window.wait_for_list(), window.selection()), (NAMES, []))
             window.find(pyatspi.ROLE_FRAME, "Tarnwell")
             self.assertTrue(has(window.table, pyatspi.STATE_FOCUSED))
-            window.type("kit")
-            window.wait_until(lambda: window.selection() == ["Kitchen Timer"], "a selection")
 
     def test_a_user_who_does_not_exist(self):
         with self.window(TARNWELL_USER="nobody") as window:
@@ -105,10 +103,6 @@ class ListTest(WindowTest):
             self.assertTrue(status.name.startswith("1 of 17 applications on"), status.name)
             window.find(pyatspi.ROLE_FRAME, "Tarnwell")
             self.assertEqual(window.enabled_buttons(), set())
-            window.key("Return")
-            window.wait_until(lambda: window.selection() == ["Café Größe"], "the selection")
-            window.key("Escape")
-            window.wait_until(lambda: window.names() == NAMES, "the whole list")
 
     def test_closing_while_the_list_is_made(self):
         program = shutil.copy(BUILD / "bin/tarnwell", self.programs)
@@ -487,7 +481,7 @@ class OpenTest(WindowTest):
                 chooser.key("Return")
                 if folder == several:
                     chooser.wait_until(lambda: len(chooser.rows()) == 2, "both users")
-                    driver.press(chooser.buttons["Search Again"])
+                    chooser.start("Search Again")
                     chooser.wait_until(lambda: not chooser.rows(), "the mounted disks, none")
             self.assertEqual(chooser.opened(), LISTED.format("volume", "anna"))
 
