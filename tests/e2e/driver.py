@@ -91,7 +91,7 @@ def wait_until(condition, what):
     """Returns the condition's first true result."""
     deadline = time.monotonic() + PATIENCE
     while True:
-        with contextlib.suppress(GLib.Error):  # something went away while it was looked at
+        with contextlib.suppress(GLib.Error, FileNotFoundError):  # gone while it was looked at
             if result := condition():
                 return result
         assert time.monotonic() < deadline, f"waited {PATIENCE} s in vain for {what}"

@@ -13,6 +13,7 @@
 #include <QMainWindow>
 #include <QMenu>
 #include <QPushButton>
+#include <QShortcut>
 #include <QSpinBox>
 #include <QTest>
 #include <QWheelEvent>
@@ -120,6 +121,7 @@ void LayoutConnectionsTest::inputDuringACommand()
     auto *const filter = add<platform::FilterField>("keys", "objectName");
     auto *const table = add<platform::TableView>("columns", "Name|objectName");
     QMenu menu;
+    QShortcut shortcut(Qt::Key_F6, m_layout.get(), [field] { field->setText("shortcut"); });
     ArrayController &records = connectLayout();
     records.setSelectionIndexes({0});
     m_controller->meanwhile = [&] {
@@ -127,6 +129,7 @@ void LayoutConnectionsTest::inputDuringACommand()
         QTest::mouseClick(table->horizontalHeader()->viewport(), Qt::LeftButton, {}, {9, 9});
         QTest::keyClick(other, Qt::Key_Space);
         QTest::keyClicks(field, "dropped");
+        QTest::keyClick(field, Qt::Key_F6);
         const QPointF place = number->rect().center();
         QWheelEvent wheel(place, number->mapToGlobal(place), {}, {0, 120}, {}, {}, {}, false);
         QCoreApplication::sendEvent(number, &wheel);
