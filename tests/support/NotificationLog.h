@@ -30,9 +30,8 @@ private slots:
         for (int i = 0; i < type->propertyCount(); ++i) {
             const QMetaProperty property = type->property(i);
             if (property.notifySignalIndex() == senderSignalIndex()) {
-                m_entries.append(QStringLiteral("%1.%2=%3")
-                                     .arg(sender()->objectName(), QLatin1String(property.name()),
-                                          property.read(sender()).toString()));
+                m_entries.append(sender()->objectName() + '.' + property.name() + '=' +
+                                 property.read(sender()).toString());
             }
         }
     }

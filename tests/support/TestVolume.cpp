@@ -2,17 +2,12 @@
 
 #include "system/platform/Task.h"
 
-#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 
-#include <algorithm>
-#include <cstdio>
-#include <fcntl.h>
 #include <filesystem>
-#include <sys/stat.h>
-#include <unistd.h>
 
 TestVolume::TestVolume()
 {
@@ -46,12 +41,11 @@ bool TestVolume::exists(const QString &path) const
     return QFileInfo::exists(host(path));
 }
 
-void TestVolume::setDate(const QString &path, qint64 milliseconds) const
+void TestVolume::setDate(const QString &path, const QString &seconds) const
 {
-    const qint64 fraction = (milliseconds % 1000 + 1000) % 1000;
-    const timespec date = {(milliseconds - fraction) / 1000, fraction * 1'000'000};
-    const timespec times[] = {date, date};
-    ::utimensat(AT_FDCWD, QFile::encodeName(host(path)), times, 0);
+    if (QProcess::execute("touch", {"-h", "-d", '@' + seconds, host(path)}) != 0) {
+        qFatal("Cannot set the date of %s", qPrintable(path));
+    }
 }
 
 void TestVolume::writeInfo(const QString &folder, const QMap<QString, QString> &info) const
@@ -78,33 +72,14 @@ void TestVolume::clear() const
     }
 }
 
-void TestVolume::installTool(const QString &name, const QByteArray &script) const
+void TestVolume::writeProgram(const QString &path, const QByteArray &script) const
 {
-    const QDir folder(m_folder.filePath(QStringLiteral("tools")));
-    folder.mkpath(QStringLiteral("."));
-    QFile tool(folder.filePath(name));
-    tool.open(QIODevice::WriteOnly);
-    tool.write("#!/bin/sh\n" + script);
-    tool.close();
-    tool.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    platform::Task::setToolFolder(folder.path());
+    write(path, "#!/bin/sh\n" + script);
+    QFile::setPermissions(host(path), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
-QByteArray standardOutputOf(const std::function<void()> &work)
+void TestVolume::installTool(const QString &name, const QByteArray &script) const
 {
-    int ends[2] = {-1, -1};
-    if (::pipe2(ends, O_NONBLOCK) != 0) {
-        qFatal("Cannot make a pipe");
-    }
-    std::fflush(stdout);
-    const int original = ::dup(STDOUT_FILENO);
-    ::dup2(ends[1], STDOUT_FILENO);
-    work();
-    QByteArray output(64 * 1024, 0);
-    output.truncate(std::max(::read(ends[0], output.data(), std::size_t(output.size())), 0L));
-    ::dup2(original, STDOUT_FILENO);
-    for (const int descriptor : {original, ends[0], ends[1]}) {
-        ::close(descriptor);
-    }
-    return output;
+    writeProgram("/.tools/" + name, script);
+    platform::Task::setToolFolder(host("/.tools"));
 }

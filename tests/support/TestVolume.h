@@ -5,8 +5,6 @@
 #include <QString>
 #include <QTemporaryDir>
 
-#include <functional>
-
 /// A volume of its own for one test program, with the user "anna". It becomes the current volume,
 /// so it is made before any service of the platform is used.
 class TestVolume
@@ -22,8 +20,11 @@ public:
     QByteArray read(const QString &path) const;
     bool exists(const QString &path) const;
 
-    /// Sets the modification date of an item, in milliseconds since 1970.
-    void setDate(const QString &path, qint64 milliseconds) const;
+    /// Writes a shell script that can be run.
+    void writeProgram(const QString &path, const QByteArray &script) const;
+
+    /// Sets the dates of an item, in seconds since 1970.
+    void setDate(const QString &path, const QString &seconds) const;
 
     /// Writes an information dictionary of texts into a folder, or an application bundle with one.
     void writeInfo(const QString &folder, const QMap<QString, QString> &info) const;
@@ -32,13 +33,9 @@ public:
     /// Empties the volume.
     void clear() const;
 
-    /// Makes a tool of this name from a shell script, and lets all tools be looked up among those
-    /// made so.
+    /// Makes a tool of a shell script; all tools are looked up among those made so, up to clear().
     void installTool(const QString &name, const QByteArray &script) const;
 
 private:
     QTemporaryDir m_folder;
 };
-
-/// What has come out of standard output when `work` ends: what is held back does not count.
-QByteArray standardOutputOf(const std::function<void()> &work);

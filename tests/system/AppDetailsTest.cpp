@@ -20,10 +20,10 @@ class AppDetailsTest : public QObject
 private slots:
     void cleanup() { m_volume.clear(); }
     void candidates();
-    void candidatesStayInTheLibrary();
     void notificationOrder();
     void nothingFound();
     void versions();
+    void sizeTexts();
 
 private:
     std::unique_ptr<App> app(const QMap<QString, QString> &info)
@@ -49,10 +49,6 @@ void AppDetailsTest::candidates()
                           container + support + "vnd.sample.Note_Pad",
                           library + support + identifier, library + support + "Note Pad"}));
 
-    const LocationCandidates nameOnly("Note Pad", {});
-    QCOMPARE(nameOnly.prefs(), QStringList());
-    QCOMPARE(nameOnly.data(), QStringList({library + support + "Note Pad"}));
-
     const QMap<QString, QString> spellings = {
         {".vnd.tool", "vnd.tool"}, {"a-b.c-d.e-f", "a-b.c_d.e_f"}, {"a..b-c", "a..b_c"}};
     for (auto spelling = spellings.begin(); spelling != spellings.end(); ++spelling) {
@@ -63,10 +59,7 @@ void AppDetailsTest::candidates()
     for (const QString onePiece : {"vnd.", "tool", "..tool"}) {
         QCOMPARE(LocationCandidates("N", onePiece).data().size(), 4);
     }
-}
-
-void AppDetailsTest::candidatesStayInTheLibrary()
-{
+    // They stay in the library.
     for (const QString bad : {"", ".", "..", "../x", "a/../../x", "a/.", "/", "//", "a/"}) {
         QCOMPARE(LocationCandidates(bad, {}).data(), QStringList());
         QCOMPARE(LocationCandidates("N", bad).prefs(), QStringList());
@@ -80,12 +73,11 @@ void AppDetailsTest::notificationOrder()
 {
     const QString file = library + "Preferences/vnd.sample.Note-Pad.plist";
     const QString folder = library + "Application Support/Note Pad";
-    writeHome(file);
-    writeHome(file + ".bak");
-    writeHome(folder + "/x");
-    writeHome(folder + ".bak/x");
-    m_volume.setDate("/Users/anna/Library/Preferences/vnd.sample.Note-Pad.plist.bak", 0);
-    m_volume.setDate("/Users/anna/Library/Application Support/Note Pad.bak", 1000);
+    for (const QString &item : {file, file + ".bak", folder + "/x", folder + ".bak/x"}) {
+        writeHome(item);
+    }
+    m_volume.setDate("/Users/anna/Library/Preferences/vnd.sample.Note-Pad.plist.bak", "0");
+    m_volume.setDate("/Users/anna/Library/Application Support/Note Pad.bak", "1");
     const auto record =
         app({{"CFBundleIdentifier", identifier}, {"CFBundleShortVersionString", "1"}});
     m_volume.write("/Applications/N.app/Contents/Deep/large", QByteArray(1'500'000, 'x'));
@@ -143,11 +135,9 @@ void AppDetailsTest::versions()
         {"<string>2.1</string>", "<string>2.1</string>", "2.1"},
         {"<string>2.1</string>", "<string> 2.1</string>", "2.1 ( 2.1)"},
         {"<string>2.1</string>", "<string> \n\t</string>", "2.1"},
-        {"<string>2.1</string>", "<string> 7</string>", "2.1 ( 7)"},
         {"<string>2.1</string>", "<integer>7</integer>", "2.1"},
         {"<integer>2</integer>", "<string>7</string>", "kept"},
-        {"<string></string>", "<string>7</string>", " (7)"},
-        {"<true/>", "<true/>", "kept"}};
+        {"<string></string>", "<string>7</string>", " (7)"}};
     for (const auto &[shortVersion, build, shown] : versions) {
         m_volume.write("/N.app/Info.plist", "<plist><dict><key>CFBundleShortVersionString</key>" +
                                                 shortVersion + "<key>CFBundleVersion</key>" +
@@ -157,6 +147,32 @@ void AppDetailsTest::versions()
         record.loadDetails();
         QCOMPARE(record.version(), shown);
     }
+}
+
+void AppDetailsTest::sizeTexts()
+{
+    App app("A", "/A.app", platform::Bundle::bundleWithPath("/A.app"));
+    const std::tuple<float, const char *, QString> sizes[] = {
+        {12.0F, "en_US", "12 MB"},
+        {0.04F, "en_US", "0 MB"},
+        {0.25F, "en_US", "0.2 MB"}, // half to even
+        {0.75F, "en_US", "0.8 MB"},
+        {0.35F, "en_US", "0.3 MB"}, // no half in single precision
+        {12.36F, "en_US", "12.4 MB"},
+        {0.96F, "en_US", "1 MB"},
+        {2000.5F, "en_US", "2,000.5 MB"},
+        {2000.5F, "de_DE", "2.000,5 MB"},
+        {1'234'567.5F, "en_IN", "12,34,567.5 MB"},
+        {2000.5F, "es_ES", "2000,5 MB"}, // no separator before a single digit
+        {20'000.5F, "es_ES", "20.000,5 MB"}};
+    for (const auto &[size, locale, text] : sizes) {
+        QLocale::setDefault(QLocale(locale));
+        QVERIFY(app.setProperty("size", size));
+        QCOMPARE(app.property("sizeMB").toString(), text);
+    }
+    QVERIFY(app.setProperty("size", QVariant()));
+    QCOMPARE(app.property("size"), QVariant());
+    QCOMPARE(app.sizeMB(), "");
 }
 
 QTEST_MAIN(AppDetailsTest)
