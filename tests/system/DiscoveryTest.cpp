@@ -4,17 +4,28 @@
 #include "system/platform/Task.h"
 #include "tests/support/TestVolume.h"
 
+#include <QDir>
 #include <QProcess>
 #include <QTest>
 
+#include <cstdio>
 #include <filesystem>
+#include <unistd.h>
 
+using platform::linesOfText;
+using platform::Task;
+
+/// The external tools, and what the list of applications and the running check make of them.
 class DiscoveryTest : public QObject
 {
     Q_OBJECT
 
 private slots:
     void cleanup() { m_volume.clear(); }
+    void linesOfOutput();
+    void outputOfTools();
+    void failuresOfTools();
+    void inheritanceOfTools();
     void pathsKept();
     void bundlesWithAName();
     void theQueryTool();
@@ -22,10 +33,6 @@ private slots:
     void runningProcess();
 
 private:
-    static QString tools()
-    {
-        return QCoreApplication::applicationDirPath() + "/../libexec/tarnwell";
-    }
     std::unique_ptr<App> app(const QString &path)
     {
         m_volume.writeBundle(path, {});
@@ -33,7 +40,57 @@ private:
     }
 
     TestVolume m_volume;
+    const QString m_tools = QCoreApplication::applicationDirPath() + "/../libexec/tarnwell";
 };
+
+void DiscoveryTest::linesOfOutput()
+{
+    QCOMPARE(linesOfText(""), QStringList({""}));
+    QCOMPARE(linesOfText("a\r\nb\n\n"), QStringList({"a", "", "b", "", ""}));
+    QCOMPARE(linesOfText("a\vb\fc\u0085d\u2028e\u2029f\tg"),
+             QStringList({"a", "b", "c", "d", "e", "f\tg"}));
+}
+
+void DiscoveryTest::outputOfTools()
+{
+    m_volume.installTool("tool", "seq 1 300000"); // far more than a pipe holds
+    const QStringList lines = Task::outputLines("/usr/bin/tool", {});
+    QCOMPARE(lines.size(), 300001);
+    QCOMPARE(lines[299999], "300000");
+
+    m_volume.installTool("tool", "printf 'a\\0b\\nno line break'");
+    QCOMPARE(Task::outputLines("/usr/bin/tool", {}),
+             QStringList({QString::fromLatin1("a\0b", 3), "no line break"}));
+}
+
+void DiscoveryTest::failuresOfTools()
+{
+    for (const char *script : {"echo partial; exit 3", "echo partial; kill -9 $$",
+                               "echo partial; exec >&-; sleep 0.3; exit 1", // closes it first
+                               "exec yes", "yes | head -c 67200000"}) {     // too much
+        m_volume.installTool("tool", script);
+        QVERIFY2(Task::outputLines("/bin/tool", {}).isEmpty(), script);
+    }
+    QCOMPARE(Task::outputLines("/bin/missing", {}), QStringList());
+}
+
+// Environment, working folder, standard input and standard error are those of the program.
+void DiscoveryTest::inheritanceOfTools()
+{
+    m_volume.installTool("tool",
+                         "printf '%s|%s|%s|' \"$TARNWELL_USER\" \"$PWD\" \"$*\"; timeout 5 cat\n"
+                         "echo remark >&2");
+    m_volume.write("/0", "input");
+    m_volume.write("/2", "");
+    QVERIFY(std::freopen(qPrintable(m_volume.host("/0")), "r", stdin) != nullptr);
+    const int original = ::dup(STDERR_FILENO);
+    QVERIFY(std::freopen(qPrintable(m_volume.host("/2")), "w", stderr) != nullptr);
+    const QStringList lines = Task::outputLines("/bin/tool", {"a b", "c"});
+    ::dup2(original, STDERR_FILENO);
+    ::close(original);
+    QCOMPARE(lines, QStringList({"anna|" + QDir::currentPath() + "|a b c|input"}));
+    QCOMPARE(m_volume.read("/2"), "remark\n");
+}
 
 void DiscoveryTest::pathsKept()
 {
@@ -70,25 +127,21 @@ void DiscoveryTest::bundlesWithAName()
 
 void DiscoveryTest::theQueryTool()
 {
-    m_volume.writeBundle("/Applications/B.app", {});
-    m_volume.writeBundle("/Applications/B.app/Contents/Inner.app", {});
-    m_volume.writeBundle("/Applications/Folder/A.APP", {});
-    m_volume.writeBundle("/Users/anna/Desktop/C.app", {});
-    m_volume.writeBundle("/Applications (Old)/D.app", {});
-    m_volume.writeBundle("/opt/E.app", {});
-    m_volume.writeBundle("/System/Applications/F.app", {});
-    m_volume.writeBundle("/Volumes/Stick/G.app", {});
-    // A Mac's disk in two volumes: this one holds what is seen at the root, once.
-    const QString data = "/System/Volumes/Data";
-    m_volume.writeBundle(data + "/Applications/B.app", {});
-    m_volume.writeBundle(data + "/Applications/H.app", {{"CFBundleName", "H"}});
-    m_volume.writeBundle(data + "/Users/anna/I.app", {});
+    // A Mac's disk in two volumes: the second one holds what is seen at the root, once.
+    for (const QString path :
+         {"/Applications/B.app", "/Applications/Folder/A.APP", "/Users/anna/Desktop/C.app",
+          "/Applications (Old)/D.app", "/opt/E.app", "/System/Applications/F.app",
+          "/Volumes/Stick/G.app", "/System/Volumes/Data/Applications/B.app",
+          "/System/Volumes/Data/Applications/H.app", "/System/Volumes/Data/Users/anna/I.app"}) {
+        m_volume.writeBundle(path, {{"CFBundleName", "H"}});
+    }
     // What an index does not know, or discovery never asks for.
-    for (const QString folder : {"/Applications/.hidden", "/Applications/Old.noindex",
-                                 "/Users/anna/Pictures.photoslibrary", "/Applications/X.framework",
-                                 "/Applications/Y.PLUGIN", "/Library/Z", "/Users/anna/Library",
-                                 "/Applications/Library Tools", "/Users/anna/.Trash",
-                                 "/private/var", "/System/Volumes/Update", "/usr/local"}) {
+    for (const QString folder :
+         {"/Applications/B.app/Contents", "/Applications/.hidden", "/Applications/Old.noindex",
+          "/Users/anna/Pictures.photoslibrary", "/Applications/X.framework",
+          "/Applications/Y.PLUGIN", "/Library/Z", "/Users/anna/Library",
+          "/Applications/Library Tools", "/Users/anna/.Trash", "/private/var",
+          "/System/Volumes/Update", "/usr/local"}) {
         m_volume.writeBundle(folder + "/None.app", {});
     }
     for (const QChar newline : QStringView(u"\n\v\f\r\u0085\u2028\u2029")) {
@@ -100,8 +153,8 @@ void DiscoveryTest::theQueryTool()
     QFile::link(m_volume.host("/opt"), m_volume.host("/Applications/link"));
     QFile::link("/", m_volume.host("/Applications/host.app"));
 
-    platform::Task::setToolFolder(tools());
-    QCOMPARE(platform::Task::outputLines("/usr/bin/mdfind", {"kMDItemKind=Application"}),
+    Task::setToolFolder(m_tools);
+    QCOMPARE(Task::outputLines("/usr/bin/mdfind", {"kMDItemKind=Application"}),
              QStringList({"/Applications/B.app", "/Applications/Folder/A.APP",
                           "/Applications (Old)/D.app", "/System/Applications/F.app",
                           "/Users/anna/Desktop/C.app", "/Volumes/Stick/G.app",
@@ -130,7 +183,7 @@ void DiscoveryTest::runningCheck()
 
 void DiscoveryTest::runningProcess()
 {
-    platform::Task::setToolFolder(tools());
+    Task::setToolFolder(m_tools);
     const auto record = app("/Applications/Sleeper.app");
     QVERIFY(!record->isAppRunning());
     QProcess process;
@@ -139,7 +192,7 @@ void DiscoveryTest::runningProcess()
                               m_volume.host("/Applications/Sleeper.app/Contents/MacOS/Sleeper")});
     QVERIFY(process.waitForStarted());
     QTRY_VERIFY(record->isAppRunning());
-    QCOMPARE(platform::Task::outputLines("/bin/ps", {"-A"}).filter(" a?b?? /").size(), 1);
+    QCOMPARE(Task::outputLines("/bin/ps", {"-A"}).filter(" a?b?? /").size(), 1);
     process.kill();
     process.waitForFinished();
     QVERIFY(!record->isAppRunning());
