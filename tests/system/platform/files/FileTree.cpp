@@ -86,6 +86,12 @@ QString ScratchFolder::remove(const std::string &name) const
     return description(m_files.remove(path(name)));
 }
 
+bool ScratchFolder::run(const std::string &script) const
+{
+    return QProcess::execute("/bin/bash", {"-ec", "cd \"$0\"\n" + QString::fromStdString(script),
+                                           QString::fromStdString(m_path)}) == 0;
+}
+
 bool ScratchFolder::mount(const std::string &folder, const std::string &place)
 {
     makeFolder(path(place));

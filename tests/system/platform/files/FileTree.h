@@ -31,6 +31,9 @@ public:
     QString copy(const std::string &source, const std::string &destination) const;
     QString remove(const std::string &name) const;
 
+    /// Runs a shell script in it; whether that succeeded.
+    bool run(const std::string &script) const;
+
     /// Mounts one of its folders at another place in it, for as long as this lives.
     bool mount(const std::string &folder, const std::string &place);
 
