@@ -2,12 +2,12 @@
 
 #include "system/platform/files/FileService.h"
 
+#include <QSet>
 #include <QStringList>
 
 #include <sys/stat.h>
 
 #include <functional>
-#include <map>
 #include <string>
 
 /// A temporary folder of the host that is a volume, too: paths in it are the same on both. Every
@@ -31,15 +31,12 @@ public:
     QString copy(const std::string &source, const std::string &destination) const;
     QString remove(const std::string &name) const;
 
-    /// Runs a shell script in it; whether that succeeded.
+    /// Runs a shell script in it; whether that succeeded. What it mounts there goes with the
+    /// folder.
     bool run(const std::string &script) const;
-
-    /// Mounts one of its folders at another place in it, for as long as this lives.
-    bool mount(const std::string &folder, const std::string &place);
 
 private:
     std::string m_path;
-    std::string m_mountPoint;
     platform::Volume m_volume{"/", "nobody"};
     platform::FileService m_files{m_volume};
 };
@@ -47,13 +44,8 @@ private:
 /// Makes a folder and those that it lies in, or sets its mode.
 void makeFolder(const std::string &path, unsigned int mode = 0755);
 void writeFile(const std::string &path, const std::string &bytes);
-void makeLink(const std::string &target, const std::string &path);
-void setOwner(const std::string &path, unsigned int user, unsigned int group);
 struct stat statusOf(const std::string &path);
 bool isThere(const std::string &path);
-
-/// Runs a command of the host with a path as its last argument; whether it succeeded.
-bool runOn(const std::string &path, const QString &command, QStringList arguments);
 
 /// A folder with items of every kind, names of every sort, and old dates.
 void makeOddTree(const std::string &path);
@@ -61,17 +53,15 @@ void makeOddTree(const std::string &path);
 /// Folders with `files` small files.
 void makePlainTree(const std::string &path, int files);
 
-/// Everything worth keeping of an item and of what is below it, by path.
-using Snapshot = std::map<QByteArray, QByteArray>;
+/// Everything worth keeping of an item and of what is below it, a text for each.
+using Snapshot = QSet<QByteArray>;
 Snapshot snapshot(const std::string &path);
 
-/// The first difference of two snapshots, or nothing.
+/// In what two snapshots differ, or nothing.
 QString difference(const Snapshot &expected, const Snapshot &actual);
 
-/// Runs `work` in another process. Its process id; waitFor() tells whether `work` returned true.
-int start(const std::function<bool()> &work);
-bool waitFor(int process);
+/// Runs `work` in another process; whether it returned true.
+bool isDoneElsewhere(const std::function<bool()> &work);
 
-/// Runs `work` in another process of an ordinary user, who is also in the group 5678; whether it
-/// returned true.
+/// The same for a process of an ordinary user, who is also in the group 5678.
 bool isDoneByOrdinaryUser(const std::function<bool()> &work);
