@@ -202,8 +202,11 @@ void TableView::readSelection(const QItemSelection &selected)
         return showSelection(); // assistive technology has selected something: not now
     }
     if (!m_followsController && WorkObserver::isTakingTurn()) {
-        return WorkObserver::doLater(*this,
-                                     [this] { readSelection(selectionModel()->selection()); });
+        m_hasUnreadSelection = true;
+        return WorkObserver::doLater(*this, [this] {
+            m_hasUnreadSelection = false;
+            readSelection(selectionModel()->selection());
+        });
     }
     if (!selected.isEmpty()) {
         // Later, when the view itself, if it was it, has moved its current row as well.
@@ -253,7 +256,7 @@ void TableView::fitColumns()
 
 void TableView::showSelection()
 {
-    if (selectedRows() == m_controller->selectionIndexes()) {
+    if (m_hasUnreadSelection || selectedRows() == m_controller->selectionIndexes()) {
         return;
     }
     const QList<int> &rows = m_controller->selectionIndexes();

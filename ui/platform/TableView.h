@@ -59,6 +59,7 @@ private:
     ArrayController *m_controller = nullptr;
     TableModel *m_model = nullptr;
     bool m_followsController = false;
+    bool m_hasUnreadSelection = false; ///< which assistive technology made in the midst of work
     QPersistentModelIndex m_newlySelected;
     QList<int> m_leastWidths;  ///< of the columns, pixels
     QList<int> m_neededWidths; ///< likewise

@@ -3,6 +3,7 @@
 #include "ui/platform/ArrayController.h"
 #include "ui/platform/ElidedLabel.h"
 #include "ui/platform/FilterField.h"
+#include "ui/platform/WorkObserver.h"
 
 #include <QAction>
 #include <QDir>
@@ -12,6 +13,7 @@
 #include <QScreen>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 #include <QToolTip>
 #include <QVBoxLayout>
 
@@ -31,6 +33,7 @@ private slots:
     void selection();
     void filter();
     void selectionFromOutside();
+    void selectionInTheMidstOfWork();
     void textsAreShownAsTheyStand();
     void iconsOfWhatIsDrawn();
 
@@ -218,6 +221,33 @@ void TableViewTest::selectionFromOutside()
     m_table->selectAll();
     QCoreApplication::processEvents();
     QVERIFY(isSeen(71) && !isSeen(0));
+}
+
+// Assistive technology selects another record while the details of the first are looked for.
+void TableViewTest::selectionInTheMidstOfWork()
+{
+    struct LongLook : platform::KeyValueObserver
+    {
+        explicit LongLook(TableView &table) : m_table(table) {}
+        void observeValueForKeyPath(const QString &, QObject *, const QVariantMap &,
+                                    void *) override
+        {
+            const platform::Work work(platform::Progress::Activity::Measuring);
+            QTimer::singleShot(0, &m_table, [this] { m_table.selectRow(2); });
+            while (!m_table.selectionModel()->isRowSelected(2)) {
+                platform::Work::wait();
+            }
+        }
+        TableView &m_table;
+    };
+    const platform::WorkObserver observer;
+    LongLook look(*m_table);
+    addRecords({"a", "b", "c"});
+    sort({});
+    m_controller->addObserver(&look, "selectionIndexes", platform::NewValue, nullptr);
+    m_table->selectRow(0);
+    QTRY_COMPARE(selectedNames(), QStringList("c"));
+    m_controller->removeObserver(&look, "selectionIndexes");
 }
 
 void TableViewTest::textsAreShownAsTheyStand()
