@@ -259,16 +259,11 @@ class Tarnwell:
 
     def select(self, *names):
         table, listed = self.table.queryTable(), self.wait_for_list()
-        rows = sorted(listed.index(name) for name in names)
-
-        def is_selected():  # asked again, for it may have been dropped as a command was just ending
-            for row in table.getSelectedRows():
-                table.removeRowSelection(row)
-            for row in rows:
-                table.addRowSelection(row)
-            return sorted(table.getSelectedRows()) == rows
-
-        self.wait_until(is_selected, f"the selection of {names}")
+        for row in table.getSelectedRows():
+            table.removeRowSelection(row)
+        for name in names:
+            table.addRowSelection(listed.index(name))
+        self.wait_until(lambda: set(self.selection()) == set(names), f"the selection of {names}")
 
     def key(self, *chords, command="key"):
         """Presses keys in whichever window of the program has the keyboard."""

@@ -18,6 +18,7 @@
 #include <QShortcut>
 
 #include <algorithm>
+#include <optional>
 
 namespace platform {
 
@@ -40,6 +41,7 @@ public:
     }
     ~CommandUnderWay()
     {
+        m_work.reset(); // who sees the button come up may go on at once
         if (m_button) {
             m_button->setDown(false);
         }
@@ -49,7 +51,7 @@ public:
     CommandUnderWay &operator=(const CommandUnderWay &) = delete;
 
 private:
-    InputGate::Work m_work;
+    std::optional<InputGate::Work> m_work{std::in_place};
     QPointer<QAbstractButton> m_button;
 };
 
