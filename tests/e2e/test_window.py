@@ -145,12 +145,14 @@ class LongTest(WindowTest):
     def test_what_is_pressed_meanwhile_is_dropped(self):
         driver.make_notes(self.data, range(12))
         with self.window("Recipe Drawer") as window:
-            other = driver.place(window.buttons["Restore Preferences"])
+            other, table = (driver.place(item) for item in (
+                window.buttons["Restore Preferences"], window.table))
             window.start("Back Up Data")
             with self.stopped(window):
-                driver.xdotool("mousemove", *other, "click", "1")
-                driver.xdotool("key", "Return", "Down", "ctrl+r", "ctrl+l", "ctrl+shift+b",
-                               "ctrl+f", "x")
+                driver.xdotool("mousemove", *other, "click", "1", "mousedown", "1",
+                               "mousemove", *table, "mouseup", "1", "click", "1", "click", "5")
+                driver.xdotool("key", "Return", "Down", "Tab", "space", "alt+b", "ctrl+r",
+                               "ctrl+l", "ctrl+shift+b", "ctrl+f", "x")
             window.wait_for_end("Back Up Data")
             # Nothing of it comes later: a question would take the keyboard, a command be first.
             self.assertEqual((window.names(), window.selection()), (NAMES, ["Recipe Drawer"]))
@@ -188,7 +190,7 @@ class LongTest(WindowTest):
                 with self.stopped(window):
                     self.assertFalse(self.data.exists())
                     if by_signal:
-                        window.process.send_signal(signal.SIGINT)
+                        window.process.send_signal(signal.SIGTERM)
                     else:
                         driver.xdotool("key", "alt+F4")
             self.assertEqual((snapshot(self.data), snapshot(self.backups[1])), (whole, whole))

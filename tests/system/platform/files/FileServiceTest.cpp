@@ -40,9 +40,8 @@ void FileServiceTest::contentsAndSize()
         for (const char *item : {"tree/many", "tree/link", "tree/closed"}) {
             size += static_cast<std::uint64_t>(statusOf(scratch.path(item)).st_size);
         }
-        return files.contents(scratch.path("tree/many"))->size() ==
-                   3000 && // more than are listed at once
-
+        // So many are not listed at once.
+        return files.contents(scratch.path("tree/many"))->size() == 3000 &&
                files.totalSize(scratch.path("tree")) == size &&
                !files.contents(scratch.path("tree/closed"));
     }));
