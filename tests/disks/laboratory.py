@@ -46,7 +46,7 @@ FILE_SYSTEMS = {
     "btrfs": (("mkfs.btrfs", "-q", "-f"), "btrfs", ""),
     "bindfs": (MKFS_EXT4, "bindfs", ""),
 }
-READ_ONLY = "HFS+, journal",
+READ_ONLY = "HFS+, journal"
 CUT = "vfat, uid=", "exFAT, uid=", "HFS+", "ext4", "bindfs"
 CONTROLS = "vfat, uid=", "ext4"  # where a copy by cp alone must not outlive the cut
 
@@ -104,7 +104,7 @@ class Row:
 
     def __init__(self, name, by_root, build):
         self.name, self.by_root, self.build = name, by_root, build
-        self.faults, self.wholer, self.kept, self.refusals = [], 0, {}, []
+        self.faults, self.kept, self.refusals = [], {}, []
         self.step = ""
 
     alive = None  # touched now and then, so that a machine that has stopped is noticed
@@ -202,25 +202,10 @@ class Trial:
         self.parent, self.name = os.path.split(self.live)
         self.backup = self.live + ".bak"
 
-    def peer(self, source, destination):
-        """What cp makes of it."""
-        self.row.run("cp", "-a", source, destination)
-        return trees.snapshot(os.fsencode(destination))
-
-    def judge(self, source, copy, peers_copy):
-        ours = trees.snapshot(os.fsencode(copy))
-        faults, wholer = trees.compare(source, ours, peers_copy)
-        for text in faults[:6]:
-            self.row.fault(text)
-        if len(faults) > 6:
-            self.row.fault(f"and {len(faults) - 6} more")
-        self.row.wholer += wholer
-        return ours
-
     def run(self):
         row = self.row
         row.step = f"{self.kind}: set-up"
-        if not row.as_user(self.make, os.fsencode(self.live), row.by_root):
+        if not row.as_user(self.make, self.live, row.by_root):
             row.fault("the laboratory cannot make the item")
             return
         for step in (self.copy_from_richer_disk, self.back_up, self.back_up_again, self.restore,
@@ -235,59 +220,47 @@ class Trial:
 
     def copy_from_richer_disk(self):
         row = self.row
-        held = set(trees.walk(os.fsencode(self.live)))
+        held = set(trees.walk(self.live))
         home = f"{SOURCE}/{row.user()}"
         shutil.rmtree(home, ignore_errors=True)
         os.makedirs(home)
         if not row.by_root:
             os.chown(home, USER, USER)
         source = f"{home}/{self.name}"
-        row.as_user(self.make, os.fsencode(source), row.by_root, held)
-        before = trees.snapshot(os.fsencode(source))
-        theirs = self.peer(source, self.live + " theirs")
-        remove(self.live + " theirs")
-        unchanged = trees.signature(os.fsencode(source))
-        folder = Folder(row, self.parent)
+        row.as_user(self.make, source, row.by_root, held)
         copy = self.live + " ours"
-        try:
-            row.fileops("copy", source, copy)
-            folder.expect(os.path.basename(copy))
-        except Refused:
-            folder.expect()
-            raise
-        ours = self.judge(before, copy, theirs)
-        if trees.signature(os.fsencode(source)) != unchanged:
-            row.fault("the source changed")
+        before, ours = self.replace(source, copy)
         if self.is_folder:
             row.kept = {**trees.kept(before, ours),
                         "links": "yes" if b"links/relative" in ours else "no"}
+        folder = Folder(row, self.parent)
         row.fileops("remove", copy)
         folder.expect(without=[os.path.basename(copy)])
 
-    def replace(self, first, second, judged=True, record=None):
-        """Replaces second by a copy of first, by the record's own operation where one is named."""
+    def replace(self, first, second, operation=None):
+        """Puts a copy of first in the place of second, by the record's own operation where one is
+        named. Returns what the original and the copy are; the copy must be as whole as that of cp."""
         row = self.row
-        if judged:
-            before = trees.snapshot(os.fsencode(first))
-            theirs = self.peer(first, first + " theirs")
-            remove(first + " theirs")
-        folder = Folder(row, self.parent)
-        present = {os.path.basename(first), os.path.basename(second)}
-        unchanged = trees.signature(os.fsencode(first))
+        row.run("cp", "-a", first, f"{second} theirs")
+        before, theirs = trees.snapshot(first), trees.snapshot(f"{second} theirs")
+        remove(f"{second} theirs")
+        folder, unchanged = Folder(row, self.parent), trees.signature(first)
         try:
-            if record:
-                row.record(record, "data" if self.is_folder else "prefs")
+            if operation:
+                row.record(operation, "data" if self.is_folder else "prefs")
             else:
                 if os.path.lexists(second):
                     row.fileops("remove", second)
-                    folder.expect(without=[os.path.basename(second)])
                 row.fileops("copy", first, second)
         finally:
-            folder.expect(*(present & set(os.listdir(self.parent))))
-            if trees.signature(os.fsencode(first)) != unchanged:
+            folder.expect(*{os.path.basename(second)} & set(os.listdir(self.parent)))
+            if trees.signature(first) != unchanged:
                 row.fault("the source changed")
-        if judged:
-            self.judge(before, second, theirs)
+        ours = trees.snapshot(second)
+        faults = trees.compare(before, ours, theirs)
+        for text in [*faults[:6], *[f"and {len(faults) - 6} more"] * (len(faults) > 6)]:
+            row.fault(text)
+        return before, ours
 
     def change(self, path):
         """As an application would: some other content, another file."""
@@ -298,15 +271,15 @@ class Trial:
             Path(path, "names/100%").unlink(missing_ok=True)
 
     def back_up(self):
-        self.replace(self.live, self.backup, judged=False)
+        self.replace(self.live, self.backup)
 
     def back_up_again(self):
         self.row.as_user(self.change, self.live)
-        self.replace(self.live, self.backup, record=None if self.is_folder else "backup")
+        self.replace(self.live, self.backup, None if self.is_folder else "backup")
 
     def restore(self):
         self.row.as_user(self.change, self.live)
-        self.replace(self.backup, self.live, record="restore" if self.is_folder else None)
+        self.replace(self.backup, self.live, "restore" if self.is_folder else None)
 
     def remove(self):
         folder = Folder(self.row, self.parent)
@@ -316,13 +289,13 @@ class Trial:
 
 def untouched(row, item, *arguments):
     """A program under test must refuse, and nothing may change."""
-    folder, before = Folder(row, os.path.dirname(item)), trees.signature(os.fsencode(item))
+    folder, before = Folder(row, os.path.dirname(item)), trees.signature(item)
     try:
         row.refusals.append(row.fileops(*arguments, wanted=False))
     except Refused:
         pass
     folder.expect()
-    if os.path.lexists(item) and trees.signature(os.fsencode(item)) != before:
+    if os.path.lexists(item) and trees.signature(item) != before:
         row.fault("the item changed")
 
 
@@ -331,7 +304,7 @@ def try_locked(row, place):
     item = f"{place}/locked"
     for locked in "folder 3/Some file 5", "folder 2":
         for flag in "+i", "+a":
-            row.as_user(trees.make_plain_tree, os.fsencode(item))
+            row.as_user(trees.make_plain_tree, item)
             if quietly("chattr", flag, f"{item}/{locked}"):
                 row.step = f"remove with {locked} locked ({flag})"
                 untouched(row, item, "remove", item)
@@ -343,7 +316,7 @@ def try_locked(row, place):
 def try_unreadable(row, place):
     """A file that cannot be read makes the copy fail, and leaves nothing."""
     item = f"{place}/unreadable"
-    row.as_user(trees.make_plain_tree, os.fsencode(item))
+    row.as_user(trees.make_plain_tree, item)
     os.chmod(f"{item}/folder 3/Some file 5", 0)
     if not row.by_root and stat.S_IMODE(os.lstat(f"{item}/folder 3/Some file 5").st_mode) == 0:
         row.step = "copy with an unreadable file"
@@ -378,16 +351,16 @@ def try_row(name, by_root, build):
     return row
 
 
-def try_read_only(name, build):
+def try_read_only(build):
     call(*MAKE_HFSPLUS, "/dev/vdb")
     mount("hfsplus", "/dev/vdb", "")
-    trees.make_plain_tree(os.fsencode(f"{DISK}/folder"))
-    trees.make_file(os.fsencode(f"{DISK}/file"), True)
+    trees.make_plain_tree(f"{DISK}/folder")
+    trees.make_file(f"{DISK}/file", True)
     unmount()
     call(*MAKE_HFSPLUS, "--journal", "/dev/vdb")
     mount("hfsplus", "/dev/vdb", "")
     for by_root in True, False:
-        row = Row(name, by_root, build)
+        row = Row(READ_ONLY, by_root, build)
         for kind in "folder", "file":
             item = f"{DISK}/{kind}"
             row.step = f"{kind}: copy on a read-only disk"
@@ -422,15 +395,15 @@ def cut_power(build):
         if kind == "file":
             Path(item).write_bytes(os.urandom(300_000))
         else:
-            trees.make_plain_tree(os.fsencode(item))
+            trees.make_plain_tree(item)
         os.utime(item, (1_000_000_000, 1_000_000_000))
         if kind == "again":
-            trees.make_plain_tree(os.fsencode(f"{item}.bak"))
+            trees.make_plain_tree(f"{item}.bak")
             Path(f"{item}.bak/old").write_text("old")
         os.sync()
         unmount(place)
         mount(system, device, options, place)
-        work.append((name, kind, item, trees.snapshot(os.fsencode(item))))
+        work.append((name, kind, item, trees.snapshot(item)))
     for setting, value in (("dirty_writeback_centisecs", 0), ("dirty_background_ratio", 90),
                            ("dirty_ratio", 95)):
         Path("/proc/sys/vm", setting).write_text(str(value))
@@ -468,8 +441,8 @@ def look():
             if not os.path.lexists(copy):
                 faults.append("the copy is gone")
             else:
-                after = trees.snapshot(os.fsencode(copy))
-                faults = trees.compare(before, after, before)[0]
+                after = trees.snapshot(copy)
+                faults = trees.compare(before, after, before)
             leftovers = [name for name in os.listdir(DISK) if name.startswith(".tarnwell")]
             faults += [f"{name!r} was left there" for name in leftovers]
         except (OSError, subprocess.CalledProcessError) as error:
@@ -484,8 +457,8 @@ def look():
 
 def report(machine, rows):
     (RESULTS / f"matrix.{machine}.json").write_text(json.dumps([
-        {"name": row.name, "user": row.user(), "faults": row.faults, "wholer": row.wholer,
-         "kept": row.kept, "refusals": row.refusals, "read-only": row.name in READ_ONLY}
+        {"name": row.name, "user": row.user(), "faults": row.faults, "kept": row.kept,
+         "refusals": row.refusals}
         for row in rows]))
 
 
@@ -493,10 +466,10 @@ def try_half(machine, build, chosen):
     rows = []
     call(*MKFS_EXT4, "/dev/vda")
     mount("ext4", "/dev/vda", "", SOURCE)
-    names = [name for name in (*FILE_SYSTEMS, *READ_ONLY) if not chosen or short(name) in chosen]
+    names = [name for name in (*FILE_SYSTEMS, READ_ONLY) if not chosen or short(name) in chosen]
     for name in names[machine == "second"::2]:
-        if name in READ_ONLY:
-            rows += try_read_only(name, build)
+        if name == READ_ONLY:
+            rows += try_read_only(build)
             continue
         maker, system, options = FILE_SYSTEMS[name]
         call(*maker, "/dev/vdb", stderr=subprocess.DEVNULL)

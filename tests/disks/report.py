@@ -10,22 +10,19 @@ from pathlib import Path
 
 from laboratory import FILE_SYSTEMS, READ_ONLY
 
-MACHINES = "first", "second"
-ORDER = *FILE_SYSTEMS, *READ_ONLY
-
+ORDER = *FILE_SYSTEMS, READ_ONLY
 COLUMNS = {"owner": "Owner", "mode": "Mode", "date": "Dates", "links": "Links",
            "hard links": "Hard links", "attributes": "Attributes", "lists": "ACLs", "holes": "Holes"}
 
 
-def read(path):
-    return json.loads(path.read_text()) if path.exists() else []
-
-
 def main():
-    results, *chosen = sys.argv[1:]
-    halves = [read(Path(results, f"matrix.{machine}.json")) for machine in MACHINES]
-    matrix = sorted(sum(halves, []), key=lambda row: ORDER.index(row["name"]))
-    cuts = read(Path(results, "cut.json"))
+    results, chosen = Path(sys.argv[1]), sys.argv[2:]
+
+    def read(pattern):
+        return [row for file in results.glob(pattern) for row in json.loads(file.read_text())]
+
+    matrix = sorted(read("matrix.*.json"), key=lambda row: (ORDER.index(row["name"]), row["user"]))
+    cuts = read("cut.json")
     faults = [f"{row['name']} ({row['user']}): {text}" for row in matrix for text in row["faults"]]
     blind = [f"{cut['name']}: what cp alone wrote outlives the power cut, which proves nothing"
              for cut in cuts if cut["kind"] == "control" and not cut["faults"]]
@@ -43,16 +40,14 @@ def main():
     print("|---" * (len(COLUMNS) + 5) + "|")
     for row in matrix:
         cells = [row["kept"].get(facet, "") for facet in COLUMNS]
-        beside = (f"{len(row['faults'])} faults" if row["faults"] else "" if row["read-only"]
-                  else "wholer" if row["wholer"] else "as whole")
+        beside = f"{len(row['faults'])} faults" if row["faults"] else "as whole"
         cut = "" if row["name"] not in lost or row["user"] != "root" else (
             "lost" if lost[row["name"]] else "whole")
         refusals = str(len(row["refusals"])) if row["refusals"] else ""
         print(f"| {row['name']} | {row['user']} |", " | ".join(cells),
               f"| {beside} | {refusals} | {cut} |")
     print()
-    if not all(Path(results, f"finished.{machine}").exists() for machine in MACHINES) or not (
-            cuts or chosen and "cut" not in chosen):
+    if len(list(results.glob("finished.*"))) < 2 or not (cuts or chosen and "cut" not in chosen):
         faults.append("the machine did not come to the end")
     for text in faults + blind:
         print("FAULT", text)

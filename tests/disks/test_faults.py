@@ -3,7 +3,7 @@
 program at every one, each time on fresh files. There must never be a false yes, nor a moment without
 a whole copy, nor a change of anything else; and the next run must succeed and tidy up.
 
-Usage: test_faults.py --build DIR [--records] [--errors LIST] [--calls LIST] [--folder FOLDER]
+Usage: test_faults.py --build DIR [--records] [--errors LIST]
 
 Works with bench/fileops, or with --records with the records' own operations. Exits 77 where the
 machine does not let a process be traced.
@@ -64,7 +64,7 @@ def populate(root, operation):
                        (f"{FILE}.bak", "older")):
         if path == operation.target and operation.name.startswith("backup"):
             continue
-        make = trees.Maker(os.fsencode(root / path))
+        make = trees.Maker(root / path)
         (root / path).parent.mkdir(parents=True, exist_ok=True)
         if path.startswith(FILE):
             make.file(b"", text.encode() * 3000, 0o640)
@@ -83,11 +83,6 @@ def populate(root, operation):
         foreign.mkdir()
         (foreign / "somebody's").write_text("only copy")
         (root / parent / "bystander").write_text("somebody's")
-
-
-def take(path):
-    """What is there; nothing where nothing is."""
-    return trees.snapshot(os.fsencode(path)) if os.path.lexists(path) else {}
 
 
 class Laboratory:
@@ -142,7 +137,7 @@ class Laboratory:
     def watch(self, root, operation):
         """Everything but the target, the log and the folders on the way, whose times may change."""
         skipped = (operation.target, str(Path(operation.target).parent), str(Path(operation.target)) + "/")
-        return {path: value for path, value in trees.signature(os.fsencode(root)).items()
+        return {path: value for path, value in trees.signature(root).items()
                 if os.fsdecode(path) not in skipped[:2]
                 and not os.fsdecode(path).startswith((skipped[2], "calls"))
                 and not os.fsdecode(path).startswith(str(Path(operation.target).parent) + "/.tarnwell-")
@@ -163,8 +158,8 @@ class Laboratory:
 
         for command in operation.commands[:index]:
             self.run(root, command)
-        source = take(root / operation.source)
-        older = take(root / operation.target)
+        source = trees.snapshot(root / operation.source)
+        older = trees.snapshot(root / operation.target)
         before = self.watch(root, operation)
         how = "signal=KILL" if error == "SIGKILL" else f"error={error}"
         try:
@@ -175,7 +170,7 @@ class Laboratory:
             violate("no end within a minute")
             return
         removes = operation.commands[index][1] == "remove"
-        after = take(root / operation.target)
+        after = trees.snapshot(root / operation.target)
         facets = trees.FACETS
         if error in REFUSALS:
             # A second name of a file need not be possible; but an item that cannot be looked at is a
@@ -216,7 +211,7 @@ class Laboratory:
                    if command[1] != "remove" or os.path.lexists(root / operation.target)]
         if any(each.returncode != 0 for each in results):
             violate(f"the next run fails: {results[-1].stdout.decode(errors='replace').strip()}")
-        elif trees.differences(source, take(root / operation.target)):
+        elif trees.differences(source, trees.snapshot(root / operation.target)):
             violate("the next run's copy is not whole")
         if self.hidden(root, operation):
             violate("the next run leaves hidden items")
@@ -230,17 +225,15 @@ def main():
     parser.add_argument("--build", type=Path, required=True)
     parser.add_argument("--records", action="store_true")
     parser.add_argument("--errors", default=",".join(ERRORS))
-    parser.add_argument("--calls", default="")
-    parser.add_argument("--folder", default="/dev/shm" if os.access("/dev/shm", os.W_OK) else None)
     arguments = parser.parse_args()
     arguments.build = arguments.build.resolve()
-    chosen = set(filter(None, arguments.calls.split(",")))
 
     probe = ["strace", "-f", "--seccomp-bpf", "-o", "/dev/null", "-e", "inject=getppid:error=EIO", "true"]
     if not shutil.which("strace") or subprocess.run(probe, stderr=subprocess.DEVNULL).returncode != 0:
         print("skipped: strace cannot trace a process here")
         return 77
-    with tempfile.TemporaryDirectory(dir=arguments.folder, prefix="tarnwell-faults-") as folder:
+    quickest = "/dev/shm" if os.access("/dev/shm", os.W_OK) else None
+    with tempfile.TemporaryDirectory(dir=quickest, prefix="tarnwell-faults-") as folder:
         os.mkdir(f"{folder}/runtime", 0o700)
         laboratory = Laboratory(arguments, Path(folder))
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
@@ -251,8 +244,7 @@ def main():
                         continue  # the same as that of the first one
                     calls = laboratory.calls(operation, index)
                     futures += [pool.submit(laboratory.attempt, operation, index, *call, error)
-                                for call in calls if not chosen or call[0] in chosen
-                                for error in arguments.errors.split(",")]
+                                for call in calls for error in arguments.errors.split(",")]
             for future in concurrent.futures.as_completed(futures):
                 future.result()
     for text in sorted(laboratory.violations):

@@ -1,4 +1,4 @@
-"""Trees of files that are hard to copy, and what of them lies on a disk. Paths are bytes."""
+"""Trees of files that are hard to copy, and what of them lies on a disk. Paths in them are bytes."""
 
 import os
 import socket
@@ -32,7 +32,7 @@ class Maker:
     """Makes items under a root, and leaves out what the disk refuses or is not in `only`."""
 
     def __init__(self, root, only=None):
-        self.root, self.only = root, only
+        self.root, self.only = os.fsencode(root), only
 
     def tried(self, path, function):
         if self.only is not None and path not in self.only:
@@ -187,6 +187,7 @@ def make_plain_tree(root):
 
 def walk(root):
     """All paths below the root, and the root itself as the empty one."""
+    root = os.fsencode(root)
     yield b""
     if not stat.S_ISDIR(os.lstat(root).st_mode):
         return
@@ -211,9 +212,9 @@ def attributes(path):
 
 
 def snapshot(root):
-    """What an item is made of, each path's facets by name."""
-    items, names = {}, {}
-    for path in walk(root):
+    """What an item is made of, each path's facets by name; empty where there is nothing."""
+    root, items, names = os.fsencode(root), {}, {}
+    for path in walk(root) if os.path.lexists(root) else ():
         full = os.path.join(root, path) if path else root
         status = os.lstat(full)
         kind = stat.S_IFMT(status.st_mode)
@@ -243,6 +244,7 @@ def snapshot(root):
 
 def signature(root):
     """What changes when anything is changed, and reads no content."""
+    root = os.fsencode(root)
     return {path: (status.st_ino, status.st_mode, status.st_size, status.st_mtime_ns, status.st_ctime_ns)
             for path in walk(root)
             for status in (os.lstat(os.path.join(root, path) if path else root),)}
@@ -270,25 +272,22 @@ def differences(source, copy, facets=FACETS):
 
 
 def compare(source, ours, theirs):
-    """Where our copy is less whole than theirs, as texts; and at how many places it is wholer."""
-    faults, wholer = [], 0
+    """Where our copy is less whole than theirs, as texts."""
+    faults = [f"{show(path)} should not be there" for path in ours.keys() - source.keys()]
     for path, item in source.items():
         if path not in ours:
             if path in theirs:
                 faults.append(f"{show(path)} is missing")
             continue
-        for facet in FACETS:
-            if facet not in item:
-                continue
+        for facet, original in item.items():
             mine = ours[path].get(facet)
-            here = keeps(facet, item[facet], mine)
-            there = keeps(facet, item[facet], theirs[path].get(facet)) if path in theirs else here
-            if here < there or facet in ("type", "content") and not here:
+            their = theirs.get(path, {}).get(facet)
+            here = keeps(facet, original, mine)
+            if facet in ("type", "content") and not here or (
+                    path in theirs and here < keeps(facet, original, their)):
                 faults.append(f"{show(path)}: {facet} is {mine!r:.100}, of the source"
-                              f" {item[facet]!r:.100}, by cp {theirs.get(path, {}).get(facet)!r:.100}")
-            wholer += here > there or path not in theirs
-    faults += [f"{show(path)} should not be there" for path in ours.keys() - source.keys()]
-    return faults, wholer
+                              f" {original!r:.100}, by cp {their!r:.100}")
+    return faults
 
 
 def kept(source, copy):

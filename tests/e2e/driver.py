@@ -5,12 +5,12 @@ state that it needs, and gives up with an AssertionError when that has not come 
 """
 
 import contextlib
-import hashlib
 import os
 import re
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import threading
 import time
@@ -18,6 +18,9 @@ from pathlib import Path
 
 import pyatspi
 from gi.repository import Atspi, GLib
+
+sys.path.append(str(Path(__file__).resolve().parents[1] / "disks"))
+from trees import signature, snapshot  # noqa: E402,F401  for who drives the window
 
 PATIENCE = int(os.environ.get("TARNWELL_PATIENCE", 30))  # seconds; only a fault takes as long
 
@@ -54,26 +57,6 @@ def make_volume(target):
     """Makes the sample volume of the user anna in a folder."""
     maker = Path(__file__).resolve().parents[2] / "demo/make-sample-volume"
     subprocess.run([maker, target], check=True, stdout=subprocess.DEVNULL)
-
-
-def snapshot(top, identity=False):
-    """Every item at and below a path: its mode, time and content; with identity also what tells
-    an item that nobody has touched from an equal one. Empty when there is nothing."""
-    def describe(path):
-        status = path.lstat()
-        content = ""
-        if path.is_symlink():
-            content = os.readlink(path)
-        elif path.is_file():
-            content = hashlib.sha256(path.read_bytes()).hexdigest()
-        untouched = (status.st_ino, status.st_ctime_ns) if identity else ()
-        return (oct(status.st_mode), status.st_mtime_ns, content, *untouched)
-
-    if not os.path.lexists(top):
-        return {}
-    below = (Path(folder, name) for folder, folders, files in os.walk(top)
-             for name in folders + files)
-    return {str(path.relative_to(top)): describe(path) for path in (top, *below)}
 
 
 def launched(volume):
