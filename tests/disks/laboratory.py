@@ -24,6 +24,7 @@ import trees
 
 HERE = Path(__file__).parent
 RESULTS = Path("/run/results")
+PROGRAMS = Path("/run/programs")  # those under test
 SOURCE, DISK = "/mnt/source", "/mnt/disk"
 USER = 1000
 MAKE_HFSPLUS = "/usr/bin/python3", "-B", HERE / "make_hfsplus.py"
@@ -102,8 +103,8 @@ class Refused(Exception):
 class Row:
     """One file system as one user, and what was found there."""
 
-    def __init__(self, name, by_root, build):
-        self.name, self.by_root, self.build = name, by_root, build
+    def __init__(self, name, by_root):
+        self.name, self.by_root = name, by_root
         self.faults, self.kept, self.refusals = [], {}, []
         self.step = ""
 
@@ -162,14 +163,14 @@ class Row:
         return said.strip()
 
     def fileops(self, *arguments, wanted=True):
-        return self.answer(wanted, self.build / "bench/fileops", *arguments)
+        return self.answer(wanted, PROGRAMS / "fileops", *arguments)
 
     def record(self, operation, location):
         """What the window's command does, on the row's folder as the volume."""
         runtime = f"/tmp/laboratory-runtime-{self.user()}"
         if not os.path.isdir(runtime):
             self.as_user(os.mkdir, runtime, 0o700)
-        return self.answer(True, self.build / "bench/records", operation, location,
+        return self.answer(True, PROGRAMS / "records", operation, location,
                            "/Applications/Laboratory.app", TARNWELL_VOLUME=f"{DISK}/{self.user()}",
                            TARNWELL_USER="lab", QT_QPA_PLATFORM="offscreen", XDG_RUNTIME_DIR=runtime)
 
@@ -324,8 +325,8 @@ def try_unreadable(row, place):
     remove(item)
 
 
-def try_row(name, by_root, build):
-    row = Row(name, by_root, build)
+def try_row(name, by_root):
+    row = Row(name, by_root)
     library = f"{DISK}/{row.user()}/Users/lab/Library"
     tests = f"{library}/Tests"
     os.mkdir(f"{DISK}/{row.user()}")
@@ -351,7 +352,7 @@ def try_row(name, by_root, build):
     return row
 
 
-def try_read_only(build):
+def try_read_only():
     call(*MAKE_HFSPLUS, "/dev/vdb")
     mount("hfsplus", "/dev/vdb", "")
     trees.make_plain_tree(f"{DISK}/folder")
@@ -360,7 +361,7 @@ def try_read_only(build):
     call(*MAKE_HFSPLUS, "--journal", "/dev/vdb")
     mount("hfsplus", "/dev/vdb", "")
     for by_root in True, False:
-        row = Row(READ_ONLY, by_root, build)
+        row = Row(READ_ONLY, by_root)
         for kind in "folder", "file":
             item = f"{DISK}/{kind}"
             row.step = f"{kind}: copy on a read-only disk"
@@ -381,7 +382,7 @@ def cut_disks():
         yield f"/dev/vd{next(letters)}", name, "control"
 
 
-def cut_power(build):
+def cut_power():
     """Copies on every disk, and resets the machine right after the last answer."""
     work = []
     for number, (device, name, kind) in enumerate(cut_disks()):
@@ -409,7 +410,7 @@ def cut_power(build):
         Path("/proc/sys/vm", setting).write_text(str(value))
     rows = []
     for name, kind, item, before in work:
-        row = Row(name, True, build)
+        row = Row(name, True)
         row.step = f"power cut, {kind}"
         try:
             if kind == "control":
@@ -462,21 +463,21 @@ def report(machine, rows):
         for row in rows]))
 
 
-def try_half(machine, build, chosen):
+def try_half(machine, chosen):
     rows = []
     call(*MKFS_EXT4, "/dev/vda")
     mount("ext4", "/dev/vda", "", SOURCE)
     names = [name for name in (*FILE_SYSTEMS, READ_ONLY) if not chosen or short(name) in chosen]
     for name in names[machine == "second"::2]:
         if name == READ_ONLY:
-            rows += try_read_only(build)
+            rows += try_read_only()
             continue
         maker, system, options = FILE_SYSTEMS[name]
         call(*maker, "/dev/vdb", stderr=subprocess.DEVNULL)
         mount(system, "/dev/vdb", options)
         for by_root in True, False:
             start = time.monotonic()
-            rows.append(try_row(name, by_root, build))
+            rows.append(try_row(name, by_root))
             print(f"{name} ({rows[-1].user()}): {len(rows[-1].faults)} faults,"
                   f" {time.monotonic() - start:.1f} s", flush=True)
             report(machine, rows)
@@ -490,11 +491,11 @@ def main():
     Row.alive = RESULTS / f"alive.{machine}"
     Row.alive.touch()
     if what == "look":
-        look()
-    elif what == "cut":
-        cut_power(Path(arguments[0]))
-    else:
-        try_half(machine, Path(arguments[0]), arguments[1:])
+        return look()
+    PROGRAMS.mkdir()
+    for program in "fileops", "records":  # where an ordinary user may not go they cannot be run
+        shutil.copy(Path(arguments[0], "bench", program), PROGRAMS)
+    return cut_power() if what == "cut" else try_half(machine, arguments[1:])
 
 
 if __name__ == "__main__":
