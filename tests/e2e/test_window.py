@@ -190,7 +190,8 @@ class LongTest(WindowTest):
                 with self.stopped(window):
                     self.assertFalse(self.data.exists())
                     if by_signal:
-                        window.process.send_signal(signal.SIGTERM)
+                        for again in signal.SIGINT, signal.SIGTERM:
+                            window.process.send_signal(again)
                     else:
                         driver.xdotool("key", "alt+F4")
             self.assertEqual((snapshot(self.data), snapshot(self.backups[1])), (whole, whole))
