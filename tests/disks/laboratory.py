@@ -252,6 +252,7 @@ class Trial:
             else:
                 if os.path.lexists(second):
                     row.fileops("remove", second)
+                    folder.expect(without=[os.path.basename(second)])
                 row.fileops("copy", first, second)
         finally:
             folder.expect(*{os.path.basename(second)} & set(os.listdir(self.parent)))

@@ -40,7 +40,8 @@ def main():
     print("|---" * (len(COLUMNS) + 5) + "|")
     for row in matrix:
         cells = [row["kept"].get(facet, "") for facet in COLUMNS]
-        beside = f"{len(row['faults'])} faults" if row["faults"] else "as whole"
+        beside = (f"{len(row['faults'])} faults" if row["faults"]
+                  else "as whole" if row["kept"] else "")  # where nothing can be copied
         cut = "" if row["name"] not in lost or row["user"] != "root" else (
             "lost" if lost[row["name"]] else "whole")
         refusals = str(len(row["refusals"])) if row["refusals"] else ""

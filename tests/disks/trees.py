@@ -276,7 +276,7 @@ def compare(source, ours, theirs):
     faults = [f"{show(path)} should not be there" for path in ours.keys() - source.keys()]
     for path, item in source.items():
         if path not in ours:
-            if path in theirs:
+            if path in theirs or not path:
                 faults.append(f"{show(path)} is missing")
             continue
         for facet, original in item.items():
